@@ -3,8 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 
-namespace tonalign
-{
+namespace tonalign {
 
 void end_process(std::ostream& stream, std::initializer_list<std::string_view> pieces, ExitStatus status)
 {

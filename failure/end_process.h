@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace tonalign
-{
+namespace tonalign {
 
 /// Exit status of the failures that end a run by themselves.
 enum class ExitStatus

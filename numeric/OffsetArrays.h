@@ -5,8 +5,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace tonalign
-{
+namespace tonalign {
 
 /// Owner of one offset-indexed vector over [lowest..highest]; element type float, int or double.
 ///
@@ -21,7 +20,8 @@ public:
     {
     }
     OffsetVector(OffsetVector&& other) noexcept
-        : m_elements(std::exchange(other.m_elements, nullptr)), m_lowest(other.m_lowest),
+        : m_elements(std::exchange(other.m_elements, nullptr)),
+          m_lowest(other.m_lowest),
           m_highest(other.m_highest)
     {
     }

@@ -8,8 +8,7 @@
 #include <memory>
 #include <string_view>
 
-namespace
-{
+namespace {
 
 using tonalign::ExitStatus;
 

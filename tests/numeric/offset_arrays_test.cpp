@@ -6,8 +6,7 @@
 #include <climits>
 #include <utility>
 
-namespace
-{
+namespace {
 
 TEST(OffsetVectors, AcceptEveryIndexOfTheChosenRange)
 {

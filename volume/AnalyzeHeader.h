@@ -1,0 +1,105 @@
+#pragma once
+
+#include "volume/HeaderRecord.h"
+
+#include <iosfwd>
+
+/// The 348-byte Analyze 7.5 header record and the flag that its voxel file is in the other byte order.
+///
+/// The record's fields are public, as every program that deals with the format knows them. The flag is set
+/// only while a header is read (readAnalyzeHeader) and never written to a file.
+class AnalyzeHeader
+{
+public:
+    header_key hk;
+    image_dimension dime;
+    data_history hist;
+    bool m_bImgNeedsByteSwap;
+
+    /// A clean header.
+    AnalyzeHeader() { clean(); }
+
+    /// A clean header, then readAnalyzeHeader(file, byteSwap).
+    AnalyzeHeader(const char* file, int byteSwap);
+
+    /// Every byte of the record becomes 0, the flag false.
+    void clean();
+
+    int getNx() const { return dime.dim[1]; }
+    int getNy() const { return dime.dim[2]; }
+    int getNz() const { return dime.dim[3]; }
+    double getPixelDimensionX() const { return dime.pixdim[1]; }
+    double getPixelDimensionY() const { return dime.pixdim[2]; }
+    double getPixelDimensionZ() const { return dime.pixdim[3]; }
+    int getDataType() const { return dime.datatype; }
+    int getDataTypeBitSize() const { return dime.bitpix; }
+    int hasBeenReadFromFile() const { return hk.sizeof_hdr > 0; }
+    bool IsImgNeedByteSwap() const { return m_bImgNeedsByteSwap; }
+
+    /// Sizes are narrowed to the record's 16 bits.
+    void setNx(int Nx) { dime.dim[1] = static_cast<std::int16_t>(Nx); }
+    void setNy(int Ny) { dime.dim[2] = static_cast<std::int16_t>(Ny); }
+    void setNz(int Nz) { dime.dim[3] = static_cast<std::int16_t>(Nz); }
+    /// Four dimensions; note the order z, y, x, t.
+    void setImageDimensions(int Nz, int Ny, int Nx, int Nt);
+
+    void setPixelDimensionX(double dx) { dime.pixdim[1] = static_cast<float>(dx); }
+    void setPixelDimensionY(double dy) { dime.pixdim[2] = static_cast<float>(dy); }
+    void setPixelDimensionZ(double dz) { dime.pixdim[3] = static_cast<float>(dz); }
+    /// Note the order z, y, x.
+    void setPixelDimensions(double pz, double py, double px);
+
+    /// Copies the text with its terminating NUL; what does not fit the field (3 characters) is cut.
+    void setVoxelUnits(const char* units);
+    /// Copies the text with its terminating NUL; what does not fit the field (7 characters) is cut.
+    void setCalUnits(const char* units);
+
+    void setGlobalMaxMin(int max, int min);
+
+    /// Sets `datatype` and `bitpix` from "unsigned char", "short", "int", "float" or "double"; any other name
+    /// changes nothing.
+    void setDataType(const char* ch);
+
+    /// `sizeof_hdr` 348, `regular` 'r', `extents` 16384.
+    void setHeaderKeyDefaults();
+
+    /// Fills what a new header for an Nx x Ny x Nz volume needs: unit voxel sizes in "mm", no calibration,
+    /// transverse. Fields not named in the call or here keep their values, so start from a clean header.
+    void setBareBonesHeader(int Nz, int Ny, int Nx, const char* data_type, int max, int min);
+
+    /// Reverses the byte order of every numeric field; the flag is not touched.
+    void byte_swap_header();
+
+    /// Converts a header that was read without byte-order handling to the machine's order.
+    ///
+    /// A header that was never read, or is in order, stays as it is. When neither order gives a
+    /// `sizeof_hdr` of 348 the process ends with status 0 and a message. The flag is not touched.
+    void checkAnalyzeHeaderInProperFormat();
+
+    /// Reads the record from an open binary stream, `byteoffset` bytes after its current position.
+    ///
+    /// Failures are reported on standard error and otherwise passed over: bytes that were not read leave the
+    /// record as it was. Always 1.
+    int load(std::ifstream& fin, std::streamoff byteoffset);
+
+    /// Writes the record to an open binary stream, `byteoffset` bytes after its current position, in the
+    /// machine's byte order. Failures are reported on standard error. Always 1.
+    int save(std::ofstream& fout, std::streamoff byteoffset) const;
+
+    /// Reads the record from a file; 0 and a message on standard error when it cannot be opened, else 1.
+    int load(const char* file, std::streamoff byteoffset);
+
+    /// Creates or truncates a file and writes the record; 0 and a message on standard error when it cannot be
+    /// opened, else 1.
+    int save(const char* file, std::streamoff byteoffset) const;
+
+    /// save(file, 0).
+    int saveAnalyzeHeader(const char* file) const { return save(file, 0); }
+
+    /// Reads a header file and, when `byteSwap` is non-zero, recognises the other byte order by a
+    /// `sizeof_hdr` that is not 348, converts the record and sets the flag.
+    ///
+    /// Ends the process with status 0 and a message when the file cannot be opened or neither order gives
+    /// 348. Always 1.
+    int readAnalyzeHeader(const char* file, int byteSwap);
+};

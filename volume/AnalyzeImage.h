@@ -1,0 +1,221 @@
+#pragma once
+
+#include "failure/end_process.h"
+#include "volume/AnalyzeHeader.h"
+#include "volume/Array3D.h"
+#include "volume/ElementType.h"
+#include "volume/voxel_file.h"
+
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <type_traits>
+
+/// An Analyze 7.5 image pair: a header, a volume and the names of the two files.
+///
+/// Loads a pair of any recognised element type, in either byte order, into a volume of doubles, and saves a
+/// volume in the element type that its header names. Names may be of any length. Every failure that a reader
+/// or writer detects ends the process; they return 1 when they return at all.
+template <typename T>
+class AnalyzeImage
+{
+    static_assert(std::is_same_v<T, double>, "voxels are converted from and to double only");
+
+public:
+    AnalyzeHeader H;
+    Array3D<T> D;
+    std::string imagename;  ///< of the `.img` file
+    std::string headername; ///< of the `.hdr` file
+
+    /// A clean header, no voxels, no names.
+    AnalyzeImage() = default;
+
+    /// Loads the pair that `file` names: its base name, or the name of either file.
+    explicit AnalyzeImage(const char* file)
+    {
+        constructImageHeaderFileNames(file);
+        readAnalyzeImageHeader();
+        readAnalyzeImageData();
+    }
+
+    /// Derives both file names from a base name.
+    ///
+    /// A name longer than four characters whose fourth to second last are ".im" or ".hd" loses its last four
+    /// first: brain, brain.img and brain.hdr (and brain.imx) all mean brain.img and brain.hdr.
+    void constructImageHeaderFileNames(const char* pref);
+
+    void setAnalyzeFileName(const char* file) { constructImageHeaderFileNames(file); }
+
+    /// Reads H from headername, converting it when it is in the other byte order.
+    int readAnalyzeImageHeader();
+
+    /// Reads D from imagename; reads H first when it has not been read yet.
+    int readAnalyzeImageData();
+
+    /// The work of readAnalyzeImageData, without its test of the file name.
+    ///
+    /// D is sized only after the file is known to hold every voxel that the header promises.
+    int readImageData();
+
+    /// Writes H to headername, in the machine's byte order.
+    int saveAnalyzeImageHeader();
+
+    /// Writes D to imagename in the element type of H. The header's sizes, which must be those of D's
+    /// allocated box, decide how many voxels are written.
+    int saveAnalyzeImageData();
+
+    /// Writes the header, then the voxels, whatever the first gave.
+    int Save()
+    {
+        saveAnalyzeImageHeader();
+        return saveAnalyzeImageData();
+    }
+
+    /// setAnalyzeFileName(file), then Save().
+    int save(const char* file)
+    {
+        setAnalyzeFileName(file);
+        return Save();
+    }
+
+    /// Copies a volume in (under the rules of Array3D's assignment) and gives it a bare-bones 8-bit header.
+    AnalyzeImage& operator=(const Array3D<T>& I)
+    {
+        D = I;
+        createNewBareBonesHeader(I.getNzInner(), I.getNyInner(), I.getNxInner(), "unsigned char", 255, 0);
+        return *this;
+    }
+
+    void createNewBareBonesHeader(int Nz, int Ny, int Nx, const char* data_type, int max, int min)
+    {
+        H.setBareBonesHeader(Nz, Ny, Nx, data_type, max, min);
+    }
+
+    /// Copies the whole record and the flag.
+    void setAnalyzeHeader(const AnalyzeHeader* Hpointer) { H = *Hpointer; }
+
+    AnalyzeHeader* getAnalyzeHeader() { return &H; }
+    Array3D<T>* getAnalyzeImage() { return &D; }
+
+    int getNx() const { return H.getNx(); }
+    int getNy() const { return H.getNy(); }
+    int getNz() const { return H.getNz(); }
+
+private:
+    const tonalign::ElementType* elementType() const
+    {
+        return tonalign::element_type_by_codes(H.getDataType(), H.getDataTypeBitSize());
+    }
+
+    void requireName(const std::string& name, const char* extension, const char* inside,
+                     const char* attempt) const;
+    [[noreturn]] void endUnopened(const char* inside) const;
+};
+
+template <typename T>
+void AnalyzeImage<T>::constructImageHeaderFileNames(const char* pref)
+{
+    std::string base(pref);
+    if (base.size() > 4) {
+        const std::string start_of_extension = base.substr(base.size() - 4, 3);
+        if (start_of_extension == ".im" || start_of_extension == ".hd") {
+            base.resize(base.size() - 4);
+        }
+    }
+    imagename = base + ".img";
+    headername = base + ".hdr";
+}
+
+template <typename T>
+void AnalyzeImage<T>::requireName(const std::string& name, const char* extension, const char* inside,
+                                  const char* attempt) const
+{
+    if (!name.ends_with(extension)) {
+        tonalign::end_process(std::cerr, {inside, "\n", attempt, "\n"}, tonalign::ExitStatus::success);
+    }
+}
+
+template <typename T>
+void AnalyzeImage<T>::endUnopened(const char* inside) const
+{
+    tonalign::end_process(std::cerr,
+                          {inside, "\n", "  Error opening file ", imagename, " for reading in data \n"},
+                          tonalign::ExitStatus::success);
+}
+
+template <typename T>
+int AnalyzeImage<T>::readAnalyzeImageHeader()
+{
+    requireName(headername, ".hdr", " Inside  AnalyzeImage::readAnalyzeImageHeader() ",
+                " Attempt to read header without setting header filename ");
+    return H.readAnalyzeHeader(headername.c_str(), 1);
+}
+
+template <typename T>
+int AnalyzeImage<T>::readAnalyzeImageData()
+{
+    requireName(imagename, ".img", " Inside  AnalyzeImage::readAnalyzeImageData() ",
+                " Attempt to read Image Data without setting ImageFileName ");
+    return readImageData();
+}
+
+template <typename T>
+int AnalyzeImage<T>::readImageData()
+{
+    if (!H.hasBeenReadFromFile()) {
+        readAnalyzeImageHeader();
+    }
+    std::ifstream file(imagename, std::ios::binary);
+    if (!file) {
+        endUnopened("  Inside  AnalyzeImage::readAnalyzeImageData() ");
+    }
+    const tonalign::ElementType* type = elementType();
+    if (type == nullptr) {
+        tonalign::end_process(std::cout, {" Error: Datatype format not recognized \n"},
+                              tonalign::ExitStatus::success);
+    }
+    tonalign::require_good_box(tonalign::axis_without_margin(getNx()), tonalign::axis_without_margin(getNy()),
+                               tonalign::axis_without_margin(getNz()));
+    const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
+    tonalign::require_whole_image_file(imagename, count, *type);
+    D.setDim(getNz(), getNy(), getNx());
+    if (H.m_bImgNeedsByteSwap) {
+        std::cerr << "**------Byte Swapping Image during Load from file -----**\n";
+    }
+    tonalign::read_voxels(file, imagename, *type, H.m_bImgNeedsByteSwap, D.block(), count);
+    return 1;
+}
+
+template <typename T>
+int AnalyzeImage<T>::saveAnalyzeImageHeader()
+{
+    requireName(headername, ".hdr", " Inside  AnalyzeImage::SaveAnalyzeHeader() ",
+                " Attempt to save header without setting header filename ");
+    return H.saveAnalyzeHeader(headername.c_str());
+}
+
+template <typename T>
+int AnalyzeImage<T>::saveAnalyzeImageData()
+{
+    std::cout << " Inside AnalyzeImage::saveAnalyzeImageData() \n";
+    requireName(imagename, ".img", " Inside  AnalyzeImage::saveAnalyzeImageData() ",
+                " Attempt to save Image Data without setting ImageFileName ");
+    const tonalign::ElementType* type = elementType();
+    if (type == nullptr) {
+        tonalign::end_process(std::cout, {" Error in saving Image: data-type not recognized \n"},
+                              tonalign::ExitStatus::success);
+    }
+    const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
+    std::ofstream file(imagename, std::ios::binary);
+    if (!file) {
+        endUnopened("  Inside  AnalyzeImage::saveAnalyzeImageData() ");
+    }
+    std::cout << " File " << imagename << " opened successfully \n"
+              << " size_of_data_in_bytes = " << count * type->bytes() << '\n';
+    tonalign::write_voxels(file, *type, D.block(), count);
+    if (!file) {
+        std::cout << "the file seems to be written....but the out stream failed after write."
+                     " Have to debug this. Check Data for validity.";
+    }
+    return 1;
+}
