@@ -1,0 +1,28 @@
+#pragma once
+
+#include "numeric/OffsetArrays.h"
+
+namespace tonalign {
+
+/// Owner of one histogram array of `bins` bins: 2 x (bins + 1), 1-based.
+///
+/// Row 1 holds the bin centres in intensity units, row 2 the normalised frequencies with bin 1 (the
+/// background) always 0; row 2 column bins + 1 holds the voxel count that the frequencies were divided by.
+/// Converts to the `double**` that the histogram routines fill.
+class HistogramArray : public OffsetMatrix<double>
+{
+public:
+    explicit HistogramArray(int bins) : OffsetMatrix(2, bins + 1) {}
+};
+
+/// Owner of one landmark matrix for a histogram of `bins` bins: 3 x bins, 1-based.
+///
+/// Column k is the k-th landmark in increasing intensity (bin index, intensity, frequency); the landmark
+/// count stands in all three rows of the last column.
+class LandmarkMatrix : public OffsetMatrix<double>
+{
+public:
+    explicit LandmarkMatrix(int bins) : OffsetMatrix(3, bins) {}
+};
+
+} // namespace tonalign

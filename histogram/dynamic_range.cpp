@@ -1,0 +1,168 @@
+#include "histogram/dynamic_range.h"
+
+#include "histogram/HistogramArray.h"
+#include "histogram/histogram.h"
+
+#include <cmath>
+#include <iostream>
+
+namespace {
+
+using tonalign::HistogramArray;
+using tonalign::LandmarkMatrix;
+
+/// Distances at or beyond this are no match at all.
+constexpr double no_match = 1e8;
+
+struct Endpoints
+{
+    int begin;
+    int end;
+};
+
+Endpoints endpoints_of(double** hist, int N, double energyratio)
+{
+    Endpoints endpoints = {1, N};
+    if (energyratio != 1.0) {
+        find_histogram_endpoints(hist, N, energyratio, endpoints.begin, endpoints.end);
+    }
+    return endpoints;
+}
+
+void fill_histogram(Array3D<double>* D, double** hist, int N, double sigma)
+{
+    if (sigma > 0.0) {
+        calculate_smoothed_histogram(D, hist, N, sigma);
+    } else {
+        calculate_histogram(D, hist, N);
+    }
+}
+
+/// The four landmarks of a histogram: minimum, lower and upper endpoint, maximum.
+LandmarkMatrix range_landmarks(double** hist, int N, const Endpoints& endpoints, double minimum,
+                               double maximum)
+{
+    LandmarkMatrix landmarks(N);
+    const auto set_column = [&](int k, int bin, double intensity) {
+        landmarks[1][k] = bin;
+        landmarks[2][k] = intensity;
+        landmarks[3][k] = hist[2][bin];
+    };
+    set_column(1, 1, minimum);
+    set_column(2, endpoints.begin, hist[1][endpoints.begin]);
+    set_column(3, endpoints.end, hist[1][endpoints.end]);
+    set_column(4, N, maximum);
+    landmarks[1][N] = landmarks[2][N] = landmarks[3][N] = 4.0;
+    return landmarks;
+}
+
+void print_endpoints(const Endpoints& input, const Endpoints& target)
+{
+    std::cout << "bp_index1 = " << input.begin << "\tep_index1 = " << input.end
+              << "\nbp_index2 = " << target.begin << "\tep_index2 = " << target.end << "\n\n";
+}
+
+void clip_above(Array3D<double>* D, double threshold)
+{
+    double* const voxels = D->block();
+    for (std::int64_t j = 0; j < D->blockSize(); ++j) {
+        voxels[j] = voxels[j] > threshold ? threshold : voxels[j];
+    }
+}
+
+/// Where a voxel goes: along the first segment that contains it, or nowhere.
+double map_intensity(double v, const double* from, const double* to, int landmarks)
+{
+    for (int k = 1; k < landmarks; ++k) {
+        if (from[k] < v && v <= from[k + 1]) {
+            return ((v - from[k]) * (to[k + 1] - to[k])) / (from[k + 1] - from[k]) + to[k];
+        }
+    }
+    return v;
+}
+
+} // namespace
+
+void find_histogram_endpoints(double** hist1, int N, double energyratio, int& bp_index, int& ep_index)
+{
+    double smallest = no_match;
+    double cumulative = 0.0;
+    for (int i = 1; i <= N; ++i) {
+        cumulative += hist1[2][i];
+        const double distance = std::fabs(cumulative - energyratio);
+        if (distance < smallest) {
+            smallest = distance;
+            ep_index = i;
+        }
+    }
+    // Walking down, the lowest of several equally close bins is the one met last.
+    smallest = no_match;
+    cumulative = 0.0;
+    for (int i = N; i >= 1; --i) {
+        cumulative += hist1[2][i];
+        const double distance = std::fabs(cumulative - energyratio);
+        if (distance < no_match && distance <= smallest) {
+            smallest = distance;
+            bp_index = i;
+        }
+    }
+}
+
+void adjust_dynamic_range(Array3D<double>* D1, Array3D<double>* D2, double energyratio1, double energyratio2,
+                          int N, double sigma1)
+{
+    const double M1 = D1->getMaxValue();
+    const double m1 = D1->getMinValue();
+    const double M2 = D2->getMaxValue();
+    const double m2 = D2->getMinValue();
+    const HistogramArray hist1(N);
+    const HistogramArray hist2(N);
+    fill_histogram(D1, hist1, N, sigma1);
+    fill_histogram(D2, hist2, N, sigma1);
+
+    const Endpoints input = endpoints_of(hist1, N, energyratio1);
+    Endpoints target = endpoints_of(hist2, N, energyratio2);
+    print_endpoints(input, target);
+    clip_above(D2, hist2[1][target.end]);
+    target.end = N;
+    print_endpoints(input, target);
+
+    const LandmarkMatrix from = range_landmarks(hist1, N, input, m1, M1);
+    const LandmarkMatrix to = range_landmarks(hist2, N, target, m2, M2);
+    apply_scaling_transformation(D1, from, to, N);
+}
+
+void adjust_dynamic_range(Array3D<double>* D1, double** hist2, double energyratio1, double energyratio2,
+                          int N, double sigma1)
+{
+    const double M1 = D1->getMaxValue();
+    const double m1 = D1->getMinValue();
+    const HistogramArray hist1(N);
+    fill_histogram(D1, hist1, N, sigma1);
+
+    const Endpoints input = endpoints_of(hist1, N, energyratio1);
+    const Endpoints target = endpoints_of(hist2, N, energyratio2);
+    const LandmarkMatrix from = range_landmarks(hist1, N, input, m1, M1);
+    const LandmarkMatrix to = range_landmarks(hist2, N, target, m1, M1);
+    apply_scaling_transformation(D1, from, to, N);
+}
+
+void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2, int N)
+{
+    const int landmarks = static_cast<int>(IM2[3][N]);
+    const double* const from = IM1[2];
+    const double* const to = IM2[2];
+    const int nz = D->getNzTotal();
+    const std::int64_t slice_size = std::int64_t{D->getNxTotal()} * D->getNyTotal();
+    double* const voxels = D->block();
+#pragma omp parallel
+    {
+#pragma omp for schedule(dynamic, 1) nowait
+        for (int z = 0; z < nz; ++z) {
+            double* const slice = voxels + z * slice_size;
+            for (std::int64_t j = 0; j < slice_size; ++j) {
+                slice[j] = map_intensity(slice[j], from, to, landmarks);
+            }
+        }
+    }
+}
