@@ -2,6 +2,8 @@
 
 #include "numeric/OffsetArrays.h"
 
+#include <algorithm>
+
 namespace tonalign {
 
 /// Owner of one histogram array of `bins` bins: 2 x (bins + 1), 1-based.
@@ -12,7 +14,22 @@ namespace tonalign {
 class HistogramArray : public OffsetMatrix<double>
 {
 public:
-    explicit HistogramArray(int bins) : OffsetMatrix(2, bins + 1) {}
+    explicit HistogramArray(int bins) : OffsetMatrix(2, bins + 1), m_bins(bins) {}
+
+    /// A copy with memory of its own, for a routine that overwrites what it is given.
+    HistogramArray copy() const
+    {
+        HistogramArray result(m_bins);
+        double** const from = *this;
+        double** const to = result;
+        for (int row = 1; row <= 2; ++row) {
+            std::copy_n(from[row] + 1, m_bins + 1, to[row] + 1);
+        }
+        return result;
+    }
+
+private:
+    int m_bins;
 };
 
 /// Owner of one landmark matrix for a histogram of `bins` bins: 3 x bins, 1-based.

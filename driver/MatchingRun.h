@@ -1,0 +1,58 @@
+#pragma once
+
+#include "driver/RunParameters.h"
+#include "exactmatch/filter_bank.h"
+#include "histogram/HistogramArray.h"
+#include "volume/AnalyzeHeader.h"
+#include "volume/Array3D.h"
+
+#include <array>
+
+namespace tonalign {
+
+/// Every object of a run. The stages below take it from the command line to the saved outputs, in the order
+/// in which main calls them; each ends the process with a message when it cannot go on.
+struct MatchingRun
+{
+    explicit MatchingRun(const RunParameters& run_parameters)
+        : parameters(run_parameters), hist1(run_parameters.Nbins), hist2(run_parameters.Nbins)
+    {
+    }
+
+    const RunParameters parameters;
+
+    /// The feature stack: the input volume, then its filter responses once the exact stage has run.
+    std::array<Array3D<double>, feature_levels> I1;
+    AnalyzeHeader H1;   ///< the input file's own header
+    Array3D<double> I2; ///< the target volume; empty in usage 2
+    AnalyzeHeader H2;   ///< the target file's own header
+
+    HistogramArray hist1; ///< of the input volume
+    HistogramArray hist2; ///< of the target volume, or the target histogram of usage 2
+};
+
+/// Loads the input and, in usage 1, the target; refuses voxels that are not finite numbers.
+void load_volumes(MatchingRun& run);
+
+/// Computes and writes the histograms before any change; in usage 2 reads the target histogram.
+///
+/// Volumes that the stages asked for cannot use, and a common range that cannot be mapped onto [0, 255], are
+/// refused here, before the first output file is touched.
+void compute_initial_histograms(MatchingRun& run);
+
+/// Matches the dynamic range of the input to the target's, when asked for.
+void match_endpoints(MatchingRun& run);
+
+/// Gives the input the target histogram exactly, when asked for.
+void match_histograms(MatchingRun& run);
+
+/// Maps both volumes onto [0, 255] by their common minimum and maximum.
+void map_to_output_range(MatchingRun& run);
+
+/// Computes and writes the histograms after the change.
+void compute_final_histograms(MatchingRun& run);
+
+/// Saves the volumes as 32-bit float pairs that carry their input files' headers.
+void save_volumes(MatchingRun& run);
+
+} // namespace tonalign

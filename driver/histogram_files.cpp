@@ -1,0 +1,72 @@
+#include "driver/histogram_files.h"
+
+#include "failure/end_process.h"
+
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <string>
+
+namespace {
+
+/// Enough significant digits for the exact decimal value of any intensity or frequency that occurs.
+constexpr int exact_digits = 128;
+
+} // namespace
+
+void save_array(double** hist1, int N, const char* filename)
+{
+    std::ofstream file;
+    file.precision(exact_digits);
+    file.open(filename);
+    for (int i = 1; i <= N; ++i) {
+        file << hist1[1][i] << '\t' << hist1[2][i] << '\n';
+    }
+}
+
+void load_array(double** hist1, int N, const char* filename)
+{
+    std::ifstream file(filename);
+    if (!file) {
+        tonalign::refuse(std::string(filename) + ": the histogram file cannot be opened for reading");
+    }
+    for (int i = 1; i <= N; ++i) {
+        if (file >> hist1[1][i] >> hist1[2][i]) {
+            continue;
+        }
+        const std::string found = file.bad()   ? "the histogram file cannot be read at bin "
+                                  : file.eof() ? "the histogram file ends at bin "
+                                               : "the histogram file does not hold a number at bin ";
+        tonalign::refuse(std::string(filename) + ": " + found + std::to_string(i) + ", but " +
+                         std::to_string(N) + " pairs of bin centre and frequency are expected");
+    }
+}
+
+namespace tonalign {
+
+void load_target_histogram(double** hist2, int N, const char* filename)
+{
+    load_array(hist2, N, filename);
+    for (int i = 1; i <= N; ++i) {
+        if (!(hist2[2][i] >= 0.0) || std::isinf(hist2[2][i])) {
+            refuse(std::string(filename) + ": the frequency of bin " + std::to_string(i) + " is " +
+                   std::to_string(hist2[2][i]) + ", but a finite number that is not negative is expected");
+        }
+    }
+    hist2[2][1] = 0.0;
+    double sum = 0.0;
+    for (int i = 1; i <= N; ++i) {
+        sum += hist2[2][i];
+    }
+    hist2[2][N + 1] = sum;
+    const double reciprocal = 1.0 / sum;
+    if (!std::isfinite(sum) || !std::isfinite(reciprocal)) {
+        refuse(std::string(filename) + ": the frequencies of bins 2 to " + std::to_string(N) + " sum to " +
+               std::to_string(sum) + ", but a finite sum above 0 is expected");
+    }
+    for (int i = 1; i <= N; ++i) {
+        hist2[2][i] = hist2[2][i] * reciprocal;
+    }
+}
+
+} // namespace tonalign

@@ -1,0 +1,65 @@
+#include "driver/reports.h"
+
+#include <cmath>
+#include <ctime>
+#include <iostream>
+
+namespace tonalign {
+
+namespace {
+
+/// Of a header; 0 for the clean header that stands in for a missing target.
+void report_size(const AnalyzeHeader& header)
+{
+    std::cout << header.getNx() << '\t' << header.getNy() << '\t' << header.getNz() << '\n';
+}
+
+void report_voxel_size(const AnalyzeHeader& header)
+{
+    std::cout << header.getPixelDimensionX() << '\t' << header.getPixelDimensionY() << '\t'
+              << header.getPixelDimensionZ() << '\n';
+}
+
+void report_range(const char* label, const Array3D<double>& volume)
+{
+    std::cout << label << volume.getMaxValue() << "\t\t" << volume.getMinValue() << '\n';
+}
+
+} // namespace
+
+void report_dimensions(const MatchingRun& run)
+{
+    report_size(run.H1);
+    report_size(run.H2);
+    report_voxel_size(run.H1);
+    report_voxel_size(run.H2);
+}
+
+void report_ranges(const MatchingRun& run)
+{
+    if (run.parameters.hasTargetVolume()) {
+        report_range("Image-1 max-min values:\t\t", run.I1[0]);
+        report_range("Image-2 max-min values:\t\t", run.I2);
+    }
+}
+
+void report_error(const MatchingRun& run)
+{
+    double sum3 = 0.0;
+    for (int i = 1; i <= run.parameters.Nbins; ++i) {
+        const double difference = run.hist2[2][i] - run.hist1[2][i];
+        sum3 += difference * difference;
+    }
+    std::cout << "Error between histograms=\t" << std::sqrt(sum3) << '\n';
+}
+
+void RunClock::report() const
+{
+    timeval end;
+    gettimeofday(&end, nullptr);
+    const auto microseconds = static_cast<double>(end.tv_usec - m_start.tv_usec);
+    const double seconds = std::difftime(end.tv_sec, m_start.tv_sec) + microseconds / 1000000.0;
+    std::cout << "*****TOTAL RUNNING TIME*****\n" << seconds << "\n\n\n";
+}
+
+} // namespace tonalign

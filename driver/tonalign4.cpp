@@ -1,0 +1,39 @@
+#include "driver/MatchingRun.h"
+#include "driver/RunParameters.h"
+#include "driver/reports.h"
+
+#include <iostream>
+
+int main(int argc, char** argv)
+{
+    using namespace tonalign;
+
+    const RunClock clock;
+    echo_arguments(argc, argv);
+    const RunParameters parameters = parse_arguments(argc, argv);
+    print_parameters(parameters);
+    require_usable_parameters(parameters);
+
+    std::cout << "*****READING IMAGES AND ALLOCATING ARRAYS*****\n";
+    MatchingRun run(parameters);
+    load_volumes(run);
+    report_dimensions(run);
+    compute_initial_histograms(run);
+    report_ranges(run);
+    report_error(run);
+
+    match_endpoints(run);
+    report_ranges(run);
+    report_error(run);
+
+    match_histograms(run);
+    map_to_output_range(run);
+    compute_final_histograms(run);
+    report_ranges(run);
+    report_error(run);
+
+    save_volumes(run);
+    report_dimensions(run);
+    clock.report();
+    return 0;
+}
