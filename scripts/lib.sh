@@ -1,0 +1,44 @@
+# shellcheck shell=bash
+# What the scripts beside this file share. Source it; it runs nothing by itself.
+
+# announce TEXT...: says which step comes next.
+announce()
+{
+    printf '\n==> %s\n' "$*"
+}
+
+# install_packages PACKAGE...: installs those of the Debian packages that are not there yet.
+install_packages()
+{
+    local package status
+    local missing=() as_root=()
+
+    if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+        echo "This script installs what it needs with apt-get, which this system does not have." >&2
+        return 1
+    fi
+    for package in "$@"; do
+        status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null) || status=absent
+        if [[ $status != installed ]]; then
+            missing+=("$package")
+        fi
+    done
+    if ((${#missing[@]} == 0)); then
+        announce "Every Debian package needed is installed already: $*"
+        return 0
+    fi
+
+    announce "Installing with apt-get: ${missing[*]}"
+    if ((EUID != 0)); then
+        if ! command -v sudo >/dev/null; then
+            echo "Installing packages takes root or sudo, and neither is here." >&2
+            echo "Have these installed, then start again: ${missing[*]}" >&2
+            return 1
+        fi
+        as_root=(sudo)
+    fi
+    # A new machine has no package lists and an older one has stale ones, so they are always fetched first.
+    "${as_root[@]}" apt-get update -q
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -q --yes --no-install-recommends "${missing[@]}"
+}
