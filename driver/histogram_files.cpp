@@ -4,13 +4,21 @@
 
 #include <cmath>
 #include <fstream>
-#include <limits>
+#include <sstream>
 #include <string>
 
 namespace {
 
 /// Enough significant digits for the exact decimal value of any intensity or frequency that occurs.
 constexpr int exact_digits = 128;
+
+/// As the other messages show reals: std::to_string would show a tiny frequency as 0.
+std::string text_of(double value)
+{
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
 
 } // namespace
 
@@ -36,7 +44,7 @@ void load_array(double** hist1, int N, const char* filename)
         }
         const std::string found = file.bad()   ? "the histogram file cannot be read at bin "
                                   : file.eof() ? "the histogram file ends at bin "
-                                               : "the histogram file does not hold a number at bin ";
+                                               : "the histogram file does not hold a finite number at bin ";
         tonalign::refuse(std::string(filename) + ": " + found + std::to_string(i) + ", but " +
                          std::to_string(N) + " pairs of bin centre and frequency are expected");
     }
@@ -50,7 +58,7 @@ void load_target_histogram(double** hist2, int N, const char* filename)
     for (int i = 1; i <= N; ++i) {
         if (!(hist2[2][i] >= 0.0) || std::isinf(hist2[2][i])) {
             refuse(std::string(filename) + ": the frequency of bin " + std::to_string(i) + " is " +
-                   std::to_string(hist2[2][i]) + ", but a finite number that is not negative is expected");
+                   text_of(hist2[2][i]) + ", but a finite number that is not negative is expected");
         }
     }
     hist2[2][1] = 0.0;
@@ -62,7 +70,7 @@ void load_target_histogram(double** hist2, int N, const char* filename)
     const double reciprocal = 1.0 / sum;
     if (!std::isfinite(sum) || !std::isfinite(reciprocal)) {
         refuse(std::string(filename) + ": the frequencies of bins 2 to " + std::to_string(N) + " sum to " +
-               std::to_string(sum) + ", but a finite sum above 0 is expected");
+               text_of(sum) + ", but a finite sum above 0 is expected");
     }
     for (int i = 1; i <= N; ++i) {
         hist2[2][i] = hist2[2][i] * reciprocal;
