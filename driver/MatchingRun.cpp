@@ -6,8 +6,10 @@
 #include "volume/AnalyzeImage.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace tonalign {
@@ -35,10 +37,21 @@ void load_volume(const std::string& name, Array3D<double>& volume, AnalyzeHeader
     header = image.H;
 }
 
-void read_target_histogram(MatchingRun& run)
+bool same_file(const std::string& a, const std::string& b)
 {
-    const int bins = run.parameters.Nbins;
-    load_target_histogram(run.hist2, bins, run.parameters.inputfile2.c_str());
+    std::error_code not_both_exist;
+    return std::filesystem::equivalent(a, b, not_both_exist);
+}
+
+void adopt_target_histogram(MatchingRun& run)
+{
+    const RunParameters& p = run.parameters;
+    const int bins = p.Nbins;
+    if (same_file(p.inputfile1_hist, p.inputfile2)) {
+        // The first histogram file has just been written over the target, which makes it the target now. Only
+        // then, since a target that comes through a pipe cannot be read twice.
+        load_target_histogram(run.hist2, bins, p.inputfile2.c_str());
+    }
     // Bin i of the file stands for bin i of the input's own range, whatever intensities it came from.
     for (int i = 1; i <= bins; ++i) {
         run.hist2[1][i] = run.hist1[1][i];
@@ -69,8 +82,7 @@ void load_volumes(MatchingRun& run)
 {
     const RunParameters& p = run.parameters;
     if (!p.hasTargetVolume()) {
-        // Read again when its turn comes, which is after the first histogram file is written: this reading is
-        // for its refusals, which should not wait for the volumes.
+        // First, since its refusals should not wait for the volumes.
         load_target_histogram(run.hist2, p.Nbins, p.inputfile2.c_str());
     }
     load_volume(p.inputfile1, run.I1[0], run.H1);
@@ -98,7 +110,7 @@ void compute_initial_histograms(MatchingRun& run)
     if (p.hasTargetVolume()) {
         save_array(run.hist2, p.Nbins, p.inputfile2_hist.c_str());
     } else {
-        read_target_histogram(run);
+        adopt_target_histogram(run);
     }
 }
 
