@@ -83,6 +83,8 @@ void load_volumes(MatchingRun& run)
     const RunParameters& p = run.parameters;
     if (!p.hasTargetVolume()) {
         // First, since its refusals should not wait for the volumes.
+        require_room_for_pairs(p.inputfile2.c_str(), p.Nbins);
+        run.hist2 = HistogramArray(p.Nbins);
         load_target_histogram(run.hist2, p.Nbins, p.inputfile2.c_str());
     }
     load_volume(p.inputfile1, run.I1[0], run.H1);
@@ -94,8 +96,10 @@ void load_volumes(MatchingRun& run)
 void compute_initial_histograms(MatchingRun& run)
 {
     const RunParameters& p = run.parameters;
+    run.hist1 = HistogramArray(p.Nbins);
     calculate_histogram(&run.I1[0], run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
+        run.hist2 = HistogramArray(p.Nbins);
         calculate_histogram(&run.I2, run.hist2, p.Nbins);
     }
     if (p.matchesEndpoints() || p.matchesHistogram()) {

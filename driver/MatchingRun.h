@@ -14,10 +14,7 @@ namespace tonalign {
 /// in which main calls them; each ends the process with a message when it cannot go on.
 struct MatchingRun
 {
-    explicit MatchingRun(const RunParameters& run_parameters)
-        : parameters(run_parameters), hist1(run_parameters.Nbins), hist2(run_parameters.Nbins)
-    {
-    }
+    explicit MatchingRun(const RunParameters& run_parameters) : parameters(run_parameters) {}
 
     const RunParameters parameters;
 
@@ -27,8 +24,9 @@ struct MatchingRun
     Array3D<double> I2; ///< the target volume; empty in usage 2
     AnalyzeHeader H2;   ///< the target file's own header
 
-    HistogramArray hist1; ///< of the input volume
-    HistogramArray hist2; ///< of the target volume, or the target histogram of usage 2
+    // Without bins until what they are made from has been found good: the bin count may ask for gigabytes.
+    HistogramArray hist1{0}; ///< of the input volume
+    HistogramArray hist2{0}; ///< of the target volume, or the target histogram of usage 2
 };
 
 /// Loads the input and, in usage 1, the target; refuses voxels that are not finite numbers.

@@ -3,9 +3,12 @@
 #include "failure/end_process.h"
 
 #include <cmath>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 namespace {
 
@@ -18,6 +21,11 @@ std::string text_of(double value)
     std::ostringstream text;
     text << value;
     return text.str();
+}
+
+[[noreturn]] void refuse_unopened(const char* filename)
+{
+    tonalign::refuse(std::string(filename) + ": the histogram file cannot be opened for reading");
 }
 
 } // namespace
@@ -36,7 +44,7 @@ void load_array(double** hist1, int N, const char* filename)
 {
     std::ifstream file(filename);
     if (!file) {
-        tonalign::refuse(std::string(filename) + ": the histogram file cannot be opened for reading");
+        refuse_unopened(filename);
     }
     for (int i = 1; i <= N; ++i) {
         if (file >> hist1[1][i] >> hist1[2][i]) {
@@ -51,6 +59,23 @@ void load_array(double** hist1, int N, const char* filename)
 }
 
 namespace tonalign {
+
+void require_room_for_pairs(const char* filename, int N)
+{
+    constexpr std::int64_t shortest_pair = sizeof "0 0"; // with the blank before the next
+    std::error_code error;
+    if (!std::filesystem::exists(filename, error)) {
+        refuse_unopened(filename);
+    }
+    if (!std::filesystem::is_regular_file(filename, error)) {
+        return;
+    }
+    const auto found = static_cast<std::int64_t>(std::filesystem::file_size(filename, error));
+    if (!error && found < N * shortest_pair - 1) {
+        refuse(std::string(filename) + ": the histogram file holds " + std::to_string(found) +
+               " bytes, but " + std::to_string(N) + " pairs of bin centre and frequency are expected");
+    }
+}
 
 void load_target_histogram(double** hist2, int N, const char* filename)
 {

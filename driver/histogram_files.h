@@ -18,6 +18,12 @@ void load_array(double** hist1, int N, const char* filename);
 
 namespace tonalign {
 
+/// Ends the process with status 1 and one line on standard error when the file is missing, or a regular file
+/// too short for N pairs however tersely they are written.
+///
+/// For use before memory is taken for the bins. What is no regular file passes: reading it will tell.
+void require_room_for_pairs(const char* filename, int N);
+
 /// Reads a target histogram as load_array does and brings it into the form of a computed one: bin 1 dropped,
 /// frequencies summing to 1, their sum before that in column N+1.
 ///
