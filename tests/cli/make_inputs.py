@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""Writes the inputs of the command-line cases into the current folder.
+
+Volumes of a few voxels, so that a case's expected output can be worked out by hand; an empty folder `out` for what the
+tool writes.
+"""
+
+import struct
+from math import inf, nan
+from pathlib import Path
+
+# datatype and bitpix of each element type, by its struct format
+CODES = {"B": (2, 8), "h": (4, 16), "i": (8, 32), "f": (16, 32), "d": (64, 64)}
+
+# 4 x 3 x 2: a background of 0, several ties, one brightest voxel
+SCAN = [0, 0, 10, 20,   0, 30, 30, 40,    10, 50, 30, 20,
+        0, 60, 10, 0,   20, 30, 100, 40,  0, 50, 10, 0]
+
+# 3 x 3 x 2: another size, another range, below zero too
+TARGET = [-5, -5, 0,   12, 35, 35,     60, 80, 80,
+          80, 110, 140,  200, 200, 220,  260, 300, -5]
+
+# 20 x 20 x 20: 8000 voxels of many ties, and an outlier at each end that is less than 0.02 % of them
+CUBE = [(7 * x * y + 11 * y * z + 5 * z * x) % 97 + 100 for z in range(20) for y in range(20) for x in range(20)]
+CUBE[4321], CUBE[1234] = 400, 0
+
+# bin 1 holds the background, bins 3 and 6 are empty
+FREQUENCIES = [40, 2, 0, 4, 5, 0, 2, 3]
+
+
+def header(dims, kind, order="<", spacing=(1.5, 0.75, 2.25), codes=None):
+    """A header record with something in every field, so that a lost or a moved one shows."""
+    record = struct.pack(order + "i10s18sih2c", 348, b"dsr", b"cli case", 16384, 11, b"r", b"0")
+    record += struct.pack(order + "8h4s8s4h", 4, *dims, 1, 5, 6, 7, b"cm*#", b"cal", 21, *(codes or CODES[kind]), 22)
+    record += struct.pack(order + "8f", 0.5, *spacing, 4.5, 5.5, 6.5, 7.5)
+    record += struct.pack(order + "6f4i", 8.5, 9.5, 10.5, 11.5, 12.5, 13.5, 31, 32, 33, 34)
+    record += struct.pack("80s24sc10s10s10s10s10s10s3s", b"a head", b"aux", b"\2", b"origin", b"gen", b"scan 7", b"anon",
+                          b"date", b"time", b"un0")
+    return record + struct.pack(order + "8i", *range(41, 49))
+
+
+def pair(name, dims, kind, voxels, order="<", **fields):
+    Path(name + ".hdr").write_bytes(header(dims, kind, order, **fields))
+    Path(name + ".img").write_bytes(struct.pack(f"{order}{len(voxels)}{kind}", *voxels))
+
+
+def good_volumes():
+    pair("scan", (4, 3, 2), "B", SCAN)
+    pair("target", (3, 3, 2), "h", TARGET, spacing=(1, 1, 3.3))
+    pair("target-big", (3, 3, 2), "h", TARGET, ">", spacing=(1, 1, 3.3))
+    for kind in CODES:
+        pair(f"scan-{kind}-little", (4, 3, 2), kind, SCAN)
+        pair(f"scan-{kind}-big", (4, 3, 2), kind, SCAN, ">")
+    pair("cube", (20, 20, 20), "h", CUBE)
+    pair("slice", (4, 4, 1), "B", [0, 9, 9, 0, 5, 7, 7, 5, 0, 7, 9, 3, 1, 1, 8, 0])
+    pair("two-voxels", (1, 1, 2), "h", [-3, 4])
+    pair("constant", (3, 2, 2), "B", [7] * 12)
+    pair("constant-nine", (2, 2, 2), "B", [9] * 8)
+    pair("longer", (4, 3, 2), "B", SCAN + [255] * 5)
+    pair("eight-bits", (4, 3, 2), "B", SCAN, codes=(16, 8))
+
+
+def bad_volumes():
+    pair("not-finite", (4, 3, 2), "f", SCAN[:6] + [nan] + SCAN[7:22] + [-inf, inf])
+    pair("infinite", (4, 3, 2), "d", SCAN[:23] + [inf], ">")
+    pair("short", (4, 3, 2), "h", SCAN[:20])
+    pair("empty-image", (4, 3, 2), "B", [])
+    pair("huge", (32767, 32767, 32767), "d", [1.0])
+    for name, dims in {
+        "zero-x": (0, 3, 2), "zero-y": (4, 0, 2), "zero-z": (4, 3, 0),
+        "negative-x": (-4, 3, 2), "negative-y": (4, -3, 2), "negative-z": (4, 3, -2),
+        "all-negative": (-4, -3, -2), "all-zero": (0, 0, 0),
+    }.items():
+        pair(name, dims, "B", SCAN)
+    for datatype, bitpix in [(2, 16), (4, 32), (8, 24), (1, 1), (2, 0), (2, -8)]:
+        pair(f"type-{datatype}-{bitpix}", (4, 3, 2), "i", SCAN, codes=(datatype, bitpix))
+    Path("header-only.hdr").write_bytes(header((4, 3, 2), "B"))
+    Path("header-only-untyped.hdr").write_bytes(header((4, 3, 2), "B", codes=(128, 24)))
+    Path("image-only.img").write_bytes(bytes(SCAN))
+    for name, record in {
+        "corrupt": struct.pack("<i", 347) + header((4, 3, 2), "B")[4:],
+        "empty-header": b"",
+        "cut-header": header((4, 3, 2), "B")[:100],
+    }.items():
+        Path(name + ".hdr").write_bytes(record)
+        Path(name + ".img").write_bytes(bytes(SCAN))
+
+
+def histogram_files():
+    def pairs(frequencies):
+        return "".join(f"{10 * i + 0.5}\t{f}\n" for i, f in enumerate(frequencies))
+
+    f = FREQUENCIES
+    for name, text in {
+        "good": pairs(f),
+        # the same target in other words
+        "one-line": pairs(f).replace("\n", " "),
+        "blanks": "\n  " + pairs(f).replace("\t", "   ").replace("\n", "\n\n \t").rstrip(),
+        "signs": "".join(f"-1.5e+3 +{v}.0e0\n" for v in f),
+        "halved": pairs([v / 2 for v in f]),
+        "background": pairs([1e6] + f[1:]),
+        "longer": pairs(f + [7, 9]) + "anything\n",
+        # no targets of eight bins
+        "short": pairs(f[:6]) + "75.5",
+        "nothing": "",
+        "text": "bin\tfrequency\n" + pairs(f),
+        "late-text": pairs(f[:4]) + "45.5\tfive\n" + pairs(f[5:]),
+        "negative": pairs(f[:4] + [-1e-09] + f[5:]),
+        "infinite": pairs(f[:2] + ["1e999"] + f[3:]),
+        "inf": pairs(f[:2] + ["inf"] + f[3:]),
+        "nan": pairs(f[:2] + ["nan"] + f[3:]),
+        "overflow": pairs([0, 1e308, 1e308, 1e308, 0, 0, 0, 0]),
+        "zeros": pairs([5] + [0] * 7),
+    }.items():
+        Path(name + ".hist").write_text(text, encoding="ascii")
+    Path("folder.hist").mkdir()
+
+
+if __name__ == "__main__":
+    good_volumes()
+    bad_volumes()
+    histogram_files()
+    Path("out").mkdir()
