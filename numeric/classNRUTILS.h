@@ -56,4 +56,45 @@ public:
     ///           decomposition serves any number of right-hand sides. With n below 1 nothing is done.
     static void lubksb(float** a, int n, int* indx, float* b);
     static void lubksb(double** a, int n, int* indx, double* b);
+
+    /// sqrt(a^2 + b^2) without overflow or underflow of the squares.
+    static float pythag(float a, float b);
+
+    /// Singular value decomposition A = U diag(w) V^T: Householder bidiagonalisation followed by implicitly
+    /// shifted QR (G. H. Golub and C. Reinsch, Numerische Mathematik 14, 1970, 403-420).
+    ///
+    /// @param a  m x n, replaced by U. Its columns are orthonormal when m >= n; when m < n, those are that
+    ///           belong to non-zero singular values.
+    /// @param w  [1..n], receives the singular values: non-negative, unsorted
+    /// @param v  n x n, receives V (not its transpose)
+    /// A value that has not converged after 30 iterations is reported as "no convergence in 30 svdcmp
+    /// iterations" and a line end on standard error and left as it is; the computation goes on.
+    static void svdcmp(float** a, int m, int n, float* w, float** v);
+
+    /// Least-squares solution of A x = b from A = U diag(w) V^T; of least norm where A is rank deficient.
+    ///
+    /// @param u, w, v  m x n, [1..n] and n x n as `svdcmp` leaves them; only read. Terms with w[j] = 0
+    ///                 are left out: the caller sets the singular values to 0 that are not to count.
+    /// @param b        [1..m], right-hand side, only read
+    /// @param x        [1..n], receives the solution; may be b
+    static void svbksb(float** u, float* w, float** v, int m, int n, float* b, float* x);
+
+    /// Covariance matrix V diag(1/w^2) V^T of the parameters of a fit; terms with w[i] = 0 are left out.
+    ///
+    /// @param v, w  ma x ma and [1..ma] as `svdcmp` leaves them; only read
+    /// @param cvm   ma x ma, receives the covariance matrix
+    static void svdvar(float** v, int ma, float* w, float** cvm);
+
+    /// Weighted linear least-squares fit of y(x) = sum of a[j] times basis function j, through the SVD.
+    ///
+    /// @param x, y, sig  [1..ndata], data points and their standard deviations (non-zero)
+    /// @param a          [1..ma], receives the coefficients
+    /// @param u, v, w    ndata x ma, ma x ma and [1..ma]: workspace that receives the decomposition of the
+    ///                   weighted design matrix. Singular values below 1.0e-5 times the largest are set to 0;
+    ///                   v and w can go to `svdvar` afterwards.
+    /// @param chisq      receives the sum of the squared weighted residuals
+    /// @param funcs      funcs(x, afunc, ma) writes the basis functions at x into afunc[1..ma]; called twice
+    ///                   for each data point
+    static void svdfit(float* x, float* y, float* sig, int ndata, float* a, int ma, float** u, float** v,
+                       float* w, float* chisq, void (*funcs)(float, float*, int));
 };
