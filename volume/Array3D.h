@@ -242,7 +242,10 @@ void Array3D<T>::setup(const tonalign::AxisRange& x, const tonalign::AxisRange& 
     const std::int64_t ny = y.totalExtent();
     const std::int64_t nz = z.totalExtent();
     const std::int64_t count = tonalign::element_count(nx, ny, nz);
-    if (std::max({nx, ny, nz}) > std::numeric_limits<int>::max() || count < 0) {
+    // No allocation may exceed this; the array form of new throws beyond it, nothrow or not.
+    constexpr std::int64_t largest_count =
+        std::numeric_limits<std::ptrdiff_t>::max() / std::int64_t{std::max(sizeof(T), sizeof(T*))};
+    if (std::max({nx, ny, nz}) > std::numeric_limits<int>::max() || count < 0 || count > largest_count) {
         tonalign::end_without_memory();
     }
     m_sliceTable.reset(new (std::nothrow) T**[static_cast<std::size_t>(nz)]);
