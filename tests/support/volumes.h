@@ -1,0 +1,47 @@
+#pragma once
+
+#include "volume/Array3D.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+/// Small volumes made in code.
+namespace tonalign::test {
+
+/// Indices from 0, no margin; x varies fastest in the list of voxels.
+inline Array3D<double> volume_of(int nx, int ny, int nz, const std::vector<double>& voxels)
+{
+    Array3D<double> volume(nz, ny, nx);
+    std::copy_n(voxels.begin(), volume.blockSize(), volume.block());
+    return volume;
+}
+
+/// Voxels drawn from a few grey levels, so that ties abound. The levels are no short binary fractions: sums
+/// of them depend on the order of the additions.
+inline Array3D<double> random_volume(int nx, int ny, int nz, unsigned levels, std::mt19937& random)
+{
+    Array3D<double> volume(nz, ny, nx);
+    std::generate_n(volume.block(), volume.blockSize(),
+                    [&] { return -1.3 + 0.7 * static_cast<double>(random() % levels); });
+    return volume;
+}
+
+inline std::vector<double> voxels_of(const Array3D<double>& volume)
+{
+    return {volume.block(), volume.block() + volume.blockSize()};
+}
+
+/// For comparisons that must tell every bit, the sign of zero included.
+inline std::vector<std::uint64_t> bits_of(const Array3D<double>& volume)
+{
+    std::vector<std::uint64_t> bits;
+    for (const double voxel : voxels_of(volume)) {
+        bits.push_back(std::bit_cast<std::uint64_t>(voxel));
+    }
+    return bits;
+}
+
+} // namespace tonalign::test

@@ -1,0 +1,149 @@
+#include "tests/support/process_end.h"
+#include "tests/support/volumes.h"
+#include "volume/Array3D.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <numeric>
+#include <utility>
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using tonalign::test::voxels_of;
+
+/// Inner region 0..1 x 0..0 x 0..0; the margin along x as asked for.
+Array3D<double> two_voxels(int xmin, int xmax, double first_value)
+{
+    Array3D<double> volume;
+    volume.setup(xmin, 0, 1, xmax, 0, 0, 0, 0, 0, 0, 0, 0);
+    std::iota(volume.block(), volume.block() + volume.blockSize(), first_value);
+    return volume;
+}
+
+std::array<int, 12> indices_of(const Array3D<double>& v)
+{
+    return {v.getXmin(), v.getXbegin(), v.getXend(), v.getXmax(),   v.getYmin(), v.getYbegin(),
+            v.getYend(), v.getYmax(),   v.getZmin(), v.getZbegin(), v.getZend(), v.getZmax()};
+}
+
+TEST(Array3D, AddressesEveryElementOfItsBoxByItsOwnIndices)
+{
+    Array3D<double> v;
+    v.setup(-2, 0, 9, 11, 3, 4, 4, 5, -7, -7, -6, -6);
+    std::iota(v.block(), v.block() + v.blockSize(), 0.0);
+    EXPECT_THAT(indices_of(v), ElementsAre(-2, 0, 9, 11, 3, 4, 4, 5, -7, -7, -6, -6));
+    EXPECT_THAT((std::array{v.getNxTotal(), v.getNyTotal(), v.getNzTotal()}), ElementsAre(14, 3, 2));
+    EXPECT_THAT((std::array{v.getNxInner(), v.getNyInner(), v.getNzInner()}), ElementsAre(10, 1, 2));
+    for (int z = -7; z <= -6; ++z) {
+        for (int y = 3; y <= 5; ++y) {
+            for (int x = -2; x <= 11; ++x) {
+                EXPECT_EQ(v.address()[z][y][x], ((z + 7) * 3 + (y - 3)) * 14 + (x + 2));
+            }
+        }
+    }
+    // Indices outside the box go to its nearest face.
+    EXPECT_EQ(*v.data(0, 0, 0), v.address()[-6][3][0]);
+    EXPECT_EQ(*v.data(-99, 99, 99), v.address()[-7][5][11]);
+    EXPECT_EQ(Array3D<double>().data(0, 0, 0), nullptr);
+}
+
+TEST(Array3D, IsEmptyUntilItIsSizedAndAgainWhenMovedFrom)
+{
+    Array3D<double> v;
+    EXPECT_TRUE(v.isEmpty());
+    EXPECT_EQ(v.address(), nullptr);
+    v.setDim(3, 2, 1);
+    EXPECT_THAT(indices_of(v), ElementsAre(0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 2, 2));
+    v = 4.0;
+    const double* const block = v.block();
+    Array3D<double> moved(std::move(v));
+    EXPECT_EQ(moved.block(), block);
+    EXPECT_TRUE(v.isEmpty());
+    EXPECT_EQ(v.address(), nullptr);
+    Array3D<double> other(1, 1, 9);
+    other = std::move(moved);
+    EXPECT_EQ(other.block(), block);
+    EXPECT_EQ(other.address()[2][1][0], 4.0);
+    other.setDim(1, 1, 1);
+    EXPECT_EQ(other.blockSize(), 1);
+}
+
+TEST(Array3D, AssignmentCopiesWhatTheIndicesOfBothShare)
+{
+    const Array3D<double> source = two_voxels(-1, 2, 10.0); // 10 [11 12] 13
+
+    Array3D<double> empty;
+    empty = source;
+    EXPECT_THAT(indices_of(empty), ElementsAreArray(indices_of(source)));
+    EXPECT_THAT(voxels_of(empty), ElementsAre(10, 11, 12, 13));
+    EXPECT_NE(empty.block(), source.block());
+
+    Array3D<double> same_box = two_voxels(-1, 2, 0.0);
+    same_box = source;
+    EXPECT_THAT(voxels_of(same_box), ElementsAre(10, 11, 12, 13));
+
+    Array3D<double> other_box = two_voxels(-2, 1, 0.0); // 0 1 [2 3]
+    other_box = source;
+    EXPECT_THAT(voxels_of(other_box), ElementsAre(0, 1, 11, 12));
+
+    Array3D<double> copy(source);
+    copy += 1.0;
+    EXPECT_THAT(voxels_of(source), ElementsAre(10, 11, 12, 13));
+    EXPECT_TRUE(Array3D<double>(Array3D<double>()).isEmpty());
+    EXPECT_FALSE(source.isInnerOuterIndicesSame(other_box));
+    EXPECT_TRUE(source.isInnerIndicesSame(other_box));
+}
+
+TEST(Array3D, ArithmeticReachesTheMarginAndExtremaDoNot)
+{
+    Array3D<double> v = two_voxels(-1, 2, 1.0);
+    v.address()[0][0][-1] = -100.0;
+    v += 1.0;
+    v *= 2.0;
+    EXPECT_THAT(voxels_of(v), ElementsAre(-198, 6, 8, 10));
+    EXPECT_EQ(v.getMaxValue(), 8.0);
+    EXPECT_EQ(v.getMinValue(), 6.0);
+    v = 5.0;
+    EXPECT_THAT(voxels_of(v), ElementsAre(5, 5, 5, 5));
+}
+
+TEST(Array3DDeathTest, ImpossibleSizesAndAssignmentsEndTheProcess)
+{
+    const std::string copy = " Inside Copy operator = \n";
+    const std::string null = " Null array being initialized in assignment\n";
+    const auto setup = [](std::array<int, 4> x, std::array<int, 4> y, std::array<int, 4> z) {
+        return [=] {
+            Array3D<double>().setup(x[0], x[1], x[2], x[3], y[0], y[1], y[2], y[3], z[0], z[1], z[2], z[3]);
+        };
+    };
+    constexpr std::array<int, 4> good = {0, 0, 1, 1};
+    constexpr std::array<int, 4> bad = {0, 0, 2, 1};
+    const Array3D<double> empty;
+    const Array3D<double> same_count(1, 3, 2);
+    Array3D<double> target(1, 2, 3);
+    const tonalign::test::ProcessEnd ends[] = {
+        {setup({0, -1, 1, 1}, bad, bad), 1, "Dimensions not good in X \n"},
+        {setup({0, 1, 0, 1}, bad, bad), 1, "Dimensions not good in X \n"},
+        {setup(good, bad, bad), 1, "Dimensions not good in Y \n"},
+        {setup(good, good, bad), 1, "Dimensions not good in Z \n"},
+        {[] { Array3D<double>(1, 0, 1); }, 1, "Dimensions not good in Y \n"},
+        {[] { Array3D<double>(INT_MAX, INT_MAX, INT_MAX); }, 1, " Failed to allocate Memory \n"},
+        {[] { Array3D<double>(1, INT_MAX, INT_MAX); }, 1, " Failed to allocate Memory \n"},
+        {[&] { target = empty; }, 0,
+         copy + " Array to be copied from is Empty, copy not defined....bailing out \n"},
+        {[&] { target = same_count; }, 1, copy + "Array3D<T>::= Array3D's have different dimensions.\n"},
+        {[] { Array3D<double>() = 1.0; }, 1, null},
+        {[] { Array3D<double>() += 1.0; }, 1, null},
+        {[] { Array3D<double>() *= 1.0; }, 1, null},
+    };
+    for (const auto& end : ends) {
+        tonalign::test::expect_end(end);
+    }
+}
+
+} // namespace
