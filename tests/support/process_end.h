@@ -7,6 +7,7 @@
 #include <iostream>
 #include <streambuf>
 #include <string>
+#include <vector>
 
 namespace tonalign::test {
 
@@ -14,18 +15,12 @@ namespace tonalign::test {
 /// written, in which order and to which stream.
 class MarkedOutput : public std::streambuf
 {
-protected:
     int_type overflow(int_type c) override
     {
-        if (m_atLineStart) {
-            std::cerr << "[out]";
-        }
-        std::cerr.put(traits_type::to_char_type(c));
+        std::cerr << (m_atLineStart ? "[out]" : "") << traits_type::to_char_type(c);
         m_atLineStart = c == '\n';
         return c;
     }
-
-private:
     bool m_atLineStart = true;
 };
 
@@ -37,13 +32,15 @@ struct ProcessEnd
     std::string text;
 };
 
-inline void expect_end(const ProcessEnd& end)
+inline void expect_ends(const std::vector<ProcessEnd>& ends)
 {
-    const auto act = [&end] {
-        std::cout.rdbuf(new MarkedOutput); // outlives the flush at exit
-        end.action();
-    };
-    EXPECT_EXIT(act(), ::testing::ExitedWithCode(end.status), ::testing::StrEq(end.text));
+    for (const ProcessEnd& end : ends) {
+        const auto act = [&end] {
+            std::cout.rdbuf(new MarkedOutput); // outlives the flush at exit
+            end.action();
+        };
+        EXPECT_EXIT(act(), ::testing::ExitedWithCode(end.status), ::testing::StrEq(end.text));
+    }
 }
 
 } // namespace tonalign::test

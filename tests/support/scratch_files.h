@@ -6,25 +6,18 @@
 #include <iterator>
 #include <string>
 
-/// Files as bytes, in a directory that goes away with the test.
 namespace tonalign::test {
 
+/// A directory of its own under the system's temporary one, removed with everything in it.
 class TemporaryDirectory
 {
 public:
-    TemporaryDirectory()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "tonalign-XXXXXX").string();
-        m_path = mkdtemp(name.data());
-    }
+    TemporaryDirectory() { m_path = mkdtemp(m_path.data()); }
     ~TemporaryDirectory() { std::filesystem::remove_all(m_path); }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    const std::filesystem::path& path() const { return m_path; }
+    std::filesystem::path path() const { return m_path; }
 
 private:
-    std::filesystem::path m_path;
+    std::string m_path = std::filesystem::temp_directory_path() / "tonalign-XXXXXX";
 };
 
 inline std::string read_file(const std::filesystem::path& path)

@@ -21,7 +21,8 @@ inline Array3D<double> volume_of(int nx, int ny, int nz, const std::vector<doubl
 
 /// Voxels drawn from a few grey levels, so that ties abound. The levels are no short binary fractions: sums
 /// of them depend on the order of the additions.
-inline Array3D<double> random_volume(int nx, int ny, int nz, unsigned levels, std::mt19937& random)
+inline Array3D<double> random_volume(int nx, int ny, int nz, std::mt19937::result_type levels,
+                                     std::mt19937& random)
 {
     Array3D<double> volume(nz, ny, nx);
     std::generate_n(volume.block(), volume.blockSize(),
@@ -37,10 +38,9 @@ inline std::vector<double> voxels_of(const Array3D<double>& volume)
 /// For comparisons that must tell every bit, the sign of zero included.
 inline std::vector<std::uint64_t> bits_of(const Array3D<double>& volume)
 {
-    std::vector<std::uint64_t> bits;
-    for (const double voxel : voxels_of(volume)) {
-        bits.push_back(std::bit_cast<std::uint64_t>(voxel));
-    }
+    std::vector<std::uint64_t> bits(static_cast<std::size_t>(volume.blockSize()));
+    std::transform(volume.block(), volume.block() + volume.blockSize(), bits.begin(),
+                   [](double voxel) { return std::bit_cast<std::uint64_t>(voxel); });
     return bits;
 }
 

@@ -2,12 +2,9 @@
 #include "tests/support/scratch_files.h"
 #include "volume/AnalyzeHeader.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cstring>
 #include <fstream>
+#include <tuple>
 
 namespace {
 
@@ -36,7 +33,8 @@ const std::string big_endian =
              "00000000000000502d3139000000000000323030312d30322d303330343a30353a3036000078797a00000015ffff"
              "ffea00000017ffffffe800000019ffffffe60000001bffffffe4");
 
-const std::string swap_banner = "**------------Byte Swapping Header during Loading from file------**\n\n";
+const std::string banner =
+    "[out]**------------Byte Swapping Header during Loading from file------**\n[out]\n";
 
 std::string record_of(const AnalyzeHeader& h)
 {
@@ -47,37 +45,17 @@ std::string record_of(const AnalyzeHeader& h)
 
 void expect_the_golden_values(const AnalyzeHeader& h)
 {
-    EXPECT_EQ(h.hk.sizeof_hdr, 348);
-    EXPECT_STREQ(h.hk.data_type, "dsr");
-    EXPECT_STREQ(h.hk.db_name, "head scans");
     EXPECT_EQ(h.hk.extents, 16384);
-    EXPECT_EQ(h.hk.session_error, -2);
-    EXPECT_EQ(h.hk.regular, 'r');
-    EXPECT_EQ(h.hk.hkey_un0, '0');
     EXPECT_THAT(h.dime.dim, ElementsAre(4, 2, 3, 5, 1, -6, 7, 258));
-    EXPECT_STREQ(h.dime.vox_units, "mm");
-    EXPECT_STREQ(h.dime.cal_units, "HU");
-    EXPECT_THAT((std::array{h.dime.unused1, h.dime.datatype, h.dime.bitpix, h.dime.dim_un0}),
-                ElementsAre(9, 16, 32, -10));
+    EXPECT_EQ(h.dime.datatype, 16);
+    EXPECT_EQ(h.dime.bitpix, 32);
     EXPECT_THAT(h.dime.pixdim, ElementsAre(-1, 0.5, 0.75, 2, 3, 4, 5, 6));
-    EXPECT_THAT((std::array{h.dime.vox_offset, h.dime.roi_scale, h.dime.funused1, h.dime.funused2,
-                            h.dime.cal_max, h.dime.cal_min}),
-                ElementsAre(352, 1.5, -0.25, 0.125, 1000, -1000));
-    EXPECT_THAT((std::array{h.dime.compressed, h.dime.verified, h.dime.glmax, h.dime.glmin}),
-                ElementsAre(11, -12, 65537, -65538));
+    EXPECT_EQ(h.dime.cal_max, 1000.0F);
+    EXPECT_EQ(h.dime.glmax, 65537);
     EXPECT_STREQ(h.hist.descrip, "one head, T1");
-    EXPECT_STREQ(h.hist.aux_file, "atlas");
     EXPECT_EQ(h.hist.orient, 2);
-    EXPECT_STREQ(h.hist.originator, "left");
-    EXPECT_STREQ(h.hist.generated, "gen");
-    EXPECT_STREQ(h.hist.scannum, "7");
-    EXPECT_STREQ(h.hist.patient_id, "P-19");
     EXPECT_EQ(std::string(h.hist.exp_date, 10), "2001-02-03"); // fills its field, no NUL
-    EXPECT_STREQ(h.hist.exp_time, "04:05:06");
-    EXPECT_EQ(std::string(h.hist.hist_un0, 3), "xyz");
-    EXPECT_THAT((std::array{h.hist.views, h.hist.vols_added, h.hist.start_field, h.hist.field_skip,
-                            h.hist.omax, h.hist.omin, h.hist.smax, h.hist.smin}),
-                ElementsAre(21, -22, 23, -24, 25, -26, 27, -28));
+    EXPECT_EQ(h.hist.smin, -28);
 }
 
 class HeaderFile : public ::testing::Test
@@ -96,21 +74,13 @@ using HeaderFileDeathTest = HeaderFile;
 
 TEST_F(HeaderFile, OfEitherByteOrderGivesTheSameRecordAndIsSavedInNativeOrder)
 {
-    ::testing::internal::CaptureStdout();
-    AnalyzeHeader native(fileOf(little_endian).c_str(), 1);
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
-    expect_the_golden_values(native);
-    EXPECT_FALSE(native.IsImgNeedByteSwap());
-
-    ::testing::internal::CaptureStdout();
-    AnalyzeHeader foreign(fileOf(big_endian).c_str(), 1);
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), swap_banner);
-    expect_the_golden_values(foreign);
-    EXPECT_TRUE(foreign.IsImgNeedByteSwap());
-    EXPECT_TRUE(AnalyzeHeader(foreign).IsImgNeedByteSwap());
-
-    EXPECT_EQ(foreign.saveAnalyzeHeader(path.c_str()), 1);
-    EXPECT_EQ(read_file(path), little_endian);
+    for (const bool foreign : {false, true}) {
+        const AnalyzeHeader h(fileOf(foreign ? big_endian : little_endian).c_str(), 1);
+        expect_the_golden_values(h);
+        EXPECT_EQ(AnalyzeHeader(h).IsImgNeedByteSwap(), foreign);
+        EXPECT_EQ(h.saveAnalyzeHeader(path.c_str()), 1);
+        EXPECT_EQ(read_file(path), little_endian);
+    }
 }
 
 TEST_F(HeaderFile, IsKeptAsReadWithoutByteOrderHandling)
@@ -126,123 +96,84 @@ TEST_F(HeaderFile, IsKeptAsReadWithoutByteOrderHandling)
     h.clean();
     h.checkAnalyzeHeaderInProperFormat();
     EXPECT_EQ(record_of(h), std::string(348, '\0'));
-    EXPECT_FALSE(h.hasBeenReadFromFile());
 }
 
-TEST_F(HeaderFile, CanStartAnywhereInAStream)
+TEST_F(HeaderFile, ProblemsAreReportedAndPassedOver)
 {
-    std::ifstream in(fileOf("12345" + little_endian), std::ios::binary);
-    in.get();
-    AnalyzeHeader h;
-    EXPECT_EQ(h.load(in, 4), 1);
-    EXPECT_EQ(record_of(h), little_endian);
-    std::ofstream out(path, std::ios::binary);
-    out << "abc";
-    EXPECT_EQ(h.save(out, 2), 1);
-    EXPECT_EQ(read_file(path), std::string("abc\0\0", 5) + little_endian);
-}
-
-TEST_F(HeaderFile, ProblemsOfStreamsAreReportedAndPassedOver)
-{
-    ::testing::internal::CaptureStderr();
+    std::ifstream unopened_input("no/such.hdr");
+    std::ofstream unopened_output("no/such.hdr");
+    std::ofstream full("/dev/full");
     AnalyzeHeader h;
     std::memset(&h.hist, 7, sizeof h.hist);
+    ::testing::internal::CaptureStderr();
     EXPECT_EQ(h.load(fileOf(little_endian.substr(0, 150)).c_str(), 0), 1);
     EXPECT_EQ(record_of(h), little_endian.substr(0, 150) + std::string(198, '\7'));
-    std::ifstream unopened_input("no/such.hdr");
     EXPECT_EQ(h.load(unopened_input, 0), 1);
-    std::ofstream unopened_output("no/such.hdr");
     EXPECT_EQ(h.save(unopened_output, 0), 1);
-    std::ofstream full("/dev/full", std::ios::binary);
     EXPECT_EQ(h.save(full, 0), 1);
-    EXPECT_EQ(h.load("no/such.hdr", 0), 0);
     EXPECT_EQ(h.save("no/such.hdr", 0), 0);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "AnalyzeHeader::load  read error\n"
-              "AnalyzeHeader::load  corrupted ifstream\n"
-              "AnalyzeHeader::load  error seeking pos\n"
-              "AnalyzeHeader::load  read error\n"
-              "AnalyzeHeader::save  corrupted ofstream\n"
-              "AnalyzeHeader::save  error seeking pos\n"
-              "AnalyzeHeader::save  write error\n"
-              "AnalyzeHeader::save  write error\n"
-              "AnalyzeHeader: File <no/such.hdr> could not be opened \n"
-              " File could not be opened or already exists\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "AnalyzeHeader::load  read error\n"
+                                                        "AnalyzeHeader::load  corrupted ifstream\n"
+                                                        "AnalyzeHeader::load  error seeking pos\n"
+                                                        "AnalyzeHeader::load  read error\n"
+                                                        "AnalyzeHeader::save  corrupted ofstream\n"
+                                                        "AnalyzeHeader::save  error seeking pos\n"
+                                                        "AnalyzeHeader::save  write error\n"
+                                                        "AnalyzeHeader::save  write error\n"
+                                                        " File could not be opened or already exists\n");
 }
 
 TEST_F(HeaderFileDeathTest, MissingAndCorruptedHeadersEndTheProcess)
 {
-    const std::string corrupted = fileOf("none" + little_endian.substr(4));
-    const std::string empty = directory.path() / "empty.hdr";
-    write_file(empty, "");
-    const std::string missing = directory.path() / "missing.hdr";
-    const std::string banner =
-        "[out]**------------Byte Swapping Header during Loading from file------**\n[out]\n";
-    const tonalign::test::ProcessEnd ends[] = {
-        {[&] { AnalyzeHeader().readAnalyzeHeader(missing.c_str(), 0); }, 0,
-         "AnalyzeHeader: File <" + missing + "> could not be opened \n" +
-             " Inside readAnalyzeHeader(char *file, itn byteSwap) \n" +
-             " AnalyzeHeader could not be loaded from file = " + missing + "\n"},
-        {[&] { AnalyzeHeader h(corrupted.c_str(), 1); }, 0,
-         banner + " Header corrupted, even after Byte Swapping \n"},
-        {[&] { AnalyzeHeader h(empty.c_str(), 1); }, 0,
+    const char* const file = path.c_str();
+    tonalign::test::expect_ends({
+        {[&] { AnalyzeHeader h(file, 0); }, 0,
+         "AnalyzeHeader: File <" + path +
+             "> could not be opened \n"
+             " Inside readAnalyzeHeader(char *file, itn byteSwap) \n"
+             " AnalyzeHeader could not be loaded from file = " +
+             path + "\n"},
+        {[&] { AnalyzeHeader h(fileOf("").c_str(), 1); }, 0,
          "AnalyzeHeader::load  read error\n" + banner + " Header corrupted, even after Byte Swapping \n"},
-        {[&] { AnalyzeHeader(corrupted.c_str(), 0).checkAnalyzeHeaderInProperFormat(); }, 0,
+        {[&] { AnalyzeHeader h(fileOf("none" + little_endian.substr(4)).c_str(), 1); }, 0,
+         banner + " Header corrupted, even after Byte Swapping \n"},
+        {[&] { AnalyzeHeader(file, 0).checkAnalyzeHeaderInProperFormat(); }, 0,
          "Inside AnalyzeHeader::checkAnalyzeHeaderInProperFormat"
          "[out] - Header corrupted, even after Byte Swapping \n"},
-    };
-    for (const auto& end : ends) {
-        tonalign::test::expect_end(end);
-    }
+    });
 }
 
-TEST(AnalyzeHeader, BareBonesHeaderIsWhatANewVolumeNeedsAndNoMore)
+TEST(AnalyzeHeader, BareBonesHeaderIsWhatANewVolumeNeeds)
 {
     AnalyzeHeader h;
-    std::strcpy(h.hist.descrip, "kept");
-    h.dime.pixdim[7] = 9.0F;
+    h.dime.pixdim[7] = h.dime.cal_max = h.dime.funused2 = 9.0F;
     h.hist.orient = 2;
+    h.hist.views = 1;
     h.setBareBonesHeader(30, 20, 10, "unsigned char", 255, -1);
-    AnalyzeHeader expected;
-    expected.hk.sizeof_hdr = 348;
-    expected.hk.extents = 16384;
-    expected.hk.regular = 'r';
-    const std::int16_t dim[8] = {4, 10, 20, 30, 1, 0, 0, 0};
-    std::copy_n(dim, 8, expected.dime.dim);
-    std::strcpy(expected.dime.vox_units, "mm");
-    std::strcpy(expected.dime.cal_units, " ");
-    expected.dime.datatype = 2;
-    expected.dime.bitpix = 8;
-    expected.dime.pixdim[1] = expected.dime.pixdim[2] = expected.dime.pixdim[3] = 1.0F;
-    expected.dime.glmax = 255;
-    expected.dime.glmin = -1;
-    std::strcpy(expected.hist.descrip, "kept");
-    EXPECT_EQ(record_of(h), record_of(expected));
+    const auto zeros = [](std::size_t bytes) { return std::string(2 * bytes, '0'); };
+    EXPECT_EQ(record_of(h), from_hex("5c010000" + zeros(28) + "00400000" + zeros(2) + "7200" +
+                                     "04000a0014001e0001000000" + zeros(4) + "6d6d0000" + "20" + zeros(9) +
+                                     "02000800" + zeros(6) + "0000803f0000803f0000803f" + zeros(48) +
+                                     "ff000000ffffffff" + zeros(168) + "01000000" + zeros(28)));
 }
 
-TEST(AnalyzeHeader, SettersReachTheirFieldsOnly)
+TEST(AnalyzeHeader, SettersCutTextsAndKnowFiveElementTypes)
 {
     AnalyzeHeader h;
-    h.setImageDimensions(3, 2, 65537, 4);
-    EXPECT_THAT(h.dime.dim, ElementsAre(4, 1, 2, 3, 4, 0, 0, 0)); // narrowed to 16 bits
     h.setPixelDimensions(3.0, 2.0, 0.1);
-    EXPECT_EQ(h.getPixelDimensionX(), double{0.1F});
     EXPECT_THAT(h.dime.pixdim, ElementsAre(0, 0.1F, 2, 3, 0, 0, 0, 0));
     h.setVoxelUnits("micrometres");
     h.setCalUnits("Hounsfield");
     EXPECT_STREQ(h.dime.vox_units, "mic");
     EXPECT_STREQ(h.dime.cal_units, "Hounsfi");
-    const struct
-    {
-        const char* name;
-        int datatype;
-        int bitpix;
-    } types[] = {{"unsigned char", 2, 8}, {"short", 4, 16},  {"int", 8, 32}, {"float", 16, 32},
-                 {"double", 64, 64},      {"Float", 64, 64}, {"", 64, 64}};
-    for (const auto& type : types) {
-        h.setDataType(type.name);
-        EXPECT_EQ(h.getDataType(), type.datatype) << type.name;
-        EXPECT_EQ(h.getDataTypeBitSize(), type.bitpix) << type.name;
+    const std::tuple<const char*, int, int> types[] = {
+        {"unsigned char", 2, 8}, {"short", 4, 16},  {"int", 8, 32}, {"float", 16, 32},
+        {"double", 64, 64},      {"Float", 64, 64}, {"", 64, 64},
+    };
+    for (const auto& [name, datatype, bitpix] : types) {
+        h.setDataType(name);
+        EXPECT_EQ(h.getDataType(), datatype) << name;
+        EXPECT_EQ(h.getDataTypeBitSize(), bitpix) << name;
     }
 }
 

@@ -1,0 +1,162 @@
+#include "exactmatch/convolution.h"
+#include "exactmatch/exact_assignment.h"
+#include "exactmatch/filter_bank.h"
+#include "exactmatch/rank_ranges.h"
+#include "histogram/BinGeometry.h"
+#include "histogram/HistogramArray.h"
+#include "tests/support/volumes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <numeric>
+#include <tuple>
+
+namespace {
+
+using ::testing::ElementsAre;
+using tonalign::HistogramArray;
+using tonalign::test::bits_of;
+using tonalign::test::volume_of;
+using tonalign::test::voxels_of;
+
+/// Bin i hands out 1000 + i, a value that no volume here holds.
+HistogramArray target_histogram(const std::vector<double>& frequencies)
+{
+    HistogramArray hist(static_cast<int>(frequencies.size()));
+    std::copy(frequencies.begin(), frequencies.end(), hist[2] + 1);
+    std::iota(hist[1] + 1, hist[1] + frequencies.size() + 1, 1001.0);
+    return hist;
+}
+
+TEST(RankRanges, OfTheTargetCoverTheRanksOfTheInput)
+{
+    using Ranges = std::vector<std::pair<int, int>>; // of bins 1..N; {0, 0} for a bin without ranks
+    constexpr std::pair<int, int> none = {0, 0};
+    const std::tuple<int, std::vector<double>, Ranges> cases[] = {
+        {4, {0, .25, .25, .5}, {none, {1, 1}, {2, 2}, {3, 4}}},            // counts fit
+        {4, {0, .25, .75, 0, 0}, {none, {1, 1}, none, none, {2, 4}}},      // ... and the top bin moves
+        {10, {0, .25, .25, .5}, {none, {1, 3}, {4, 6}, {7, 10}}},          // 3, 3, 5
+        {10, {0, .25, .25, .5, 0}, {none, {1, 3}, {4, 6}, none, {7, 10}}}, //
+        {10, {0, .3, .3, .3}, {none, {1, 3}, {4, 6}, {7, 10}}},            // 3, 3, 3
+        {10, {0, .3, .3, .3, 0}, {none, {1, 3}, {4, 6}, none, {7, 10}}},   //
+        {2, {0, .25, .25, .25, .25}, {none, {1, 1}, none, none, {2, 2}}},  // 1, 1, 1, 1
+        {1, {0, .5, .5}, {none, none, {1, 1}}},                            // nothing can be kept
+        {3, {0, .5, .5, 0}, {none, {1, 2}, none, {3, 3}}},                 // 2, 2
+        {1, {0, .5, .5, 0}, {none, none, none, {1, 1}}},                   //
+        {1, {0, .4, .3, .3}, {none, none, none, none}},                    // all counts 0
+    };
+    for (const auto& [voxels, frequencies, expected] : cases) {
+        const int N = static_cast<int>(frequencies.size());
+        const HistogramArray hist = target_histogram(frequencies);
+        tonalign::round_to_counts(hist, N, voxels);
+        tonalign::RankRanges target(hist, N);
+        tonalign::reconcile_with_input(target, voxels);
+        Ranges ranges;
+        for (int i = 1; i <= N; ++i) {
+            ranges.push_back(target.isEmpty(i) ? none : std::pair{target.first(i), target.last(i)});
+        }
+        EXPECT_EQ(ranges, expected) << voxels << " voxels, " << N << " bins";
+    }
+}
+
+TEST(ExactAssignment, SplitsEqualKeysByTheirColumnsAfterThePartition)
+{
+    // Four equal voxels: the partition leaves them in the order x = 1, 3, 4, 2.
+    Array3D<double> D = volume_of(5, 1, 1, {0, 1, 1, 1, 1});
+    const HistogramArray target = target_histogram({0, .5, .5});
+    perfect_histogram_matching(&D, target, 1, 3);
+    EXPECT_THAT(voxels_of(D), ElementsAre(0, 1002, 1003, 1002, 1003));
+    EXPECT_THAT((std::vector(target[2] + 1, target[2] + 4)), ElementsAre(0, 2, 2));
+}
+
+TEST(ExactAssignment, LeavesAVolumeAloneWhenThereIsNothingToHandOut)
+{
+    Array3D<double> constant = volume_of(2, 1, 1, {3, 3});
+    perfect_histogram_matching(&constant, target_histogram({0, .5, .5}), 1, 3);
+    EXPECT_THAT(voxels_of(constant), ElementsAre(3, 3));
+    Array3D<double> one = volume_of(2, 1, 1, {3, 4});
+    perfect_histogram_matching(&one, target_histogram({0, .4, .3, .3}), 1, 4);
+    EXPECT_THAT(voxels_of(one), ElementsAre(3, 4));
+}
+
+using Stack = std::array<Array3D<double>, tonalign::feature_levels>;
+
+Stack feature_stack(Array3D<double> volume)
+{
+    Stack stack;
+    stack[0] = std::move(volume);
+    for (int k = 1; k < tonalign::feature_levels; ++k) {
+        Array3D<double> filter;
+        get3DfilterArray(1, k + 1, filter);
+        stack[static_cast<std::size_t>(k)] = stack[0];
+        convolution3Dn(&stack[0], &filter, &stack[static_cast<std::size_t>(k)]);
+    }
+    return stack;
+}
+
+HistogramArray random_target(int N, std::mt19937& random)
+{
+    std::vector<double> frequencies(static_cast<std::size_t>(N), 0.0);
+    for (int k = 0; k < 8; ++k) {
+        frequencies[1 + random() % (frequencies.size() - 1)] += 0.125;
+    }
+    return target_histogram(frequencies);
+}
+
+TEST(ExactAssignment, GivesTheTargetCountsInKeyOrderForAnyNumberOfThreads)
+{
+    std::mt19937 random(1);
+    const auto extent = [&random] { return static_cast<int>(random() % 5 + 1); };
+    for (int trial = 0; trial < 300; ++trial) {
+        const int N = static_cast<int>(random() % 12 + 2);
+        const Stack before = feature_stack(
+            tonalign::test::random_volume(extent(), extent(), extent(), random() % 6 + 1, random));
+        const HistogramArray target = random_target(N, random);
+        const auto matched = [&](int threads) {
+            omp_set_num_threads(threads);
+            Stack stack = before;
+            perfect_histogram_matching(stack.data(), target.copy(), tonalign::feature_levels, N);
+            return std::move(stack[0]);
+        };
+        const Array3D<double> after = matched(1);
+        EXPECT_EQ(bits_of(matched(2)), bits_of(after));
+        EXPECT_EQ(bits_of(matched(7)), bits_of(after));
+
+        const tonalign::BinGeometry bins(before[0].getMinValue(), before[0].getMaxValue(), N);
+        std::vector<std::vector<double>> keys_and_results;
+        std::map<double, int> achieved;
+        for (std::int64_t j = 0; j < after.blockSize(); ++j) {
+            const double result = after.block()[j];
+            if (bins.binOf(before[0].block()[j]) == 1) {
+                EXPECT_EQ(result, before[0].block()[j]);
+                continue;
+            }
+            ++achieved[result];
+            std::vector<double> key;
+            for (const Array3D<double>& level : before) {
+                key.push_back(level.block()[j]);
+            }
+            key.push_back(result);
+            keys_and_results.push_back(key);
+        }
+        std::sort(keys_and_results.begin(), keys_and_results.end());
+        EXPECT_TRUE(std::is_sorted(keys_and_results.begin(), keys_and_results.end(),
+                                   [](const auto& a, const auto& b) { return a.back() < b.back(); }));
+
+        const int voxels = static_cast<int>(keys_and_results.size());
+        tonalign::round_to_counts(target, N, voxels);
+        tonalign::RankRanges ranges(target, N);
+        tonalign::reconcile_with_input(ranges, voxels == 0 ? -1 : voxels);
+        for (int i = 1; i <= N; ++i) {
+            const int expected = ranges.isEmpty(i) ? 0 : ranges.last(i) - ranges.first(i) + 1;
+            EXPECT_EQ(achieved[target[1][i]], expected) << "trial " << trial << ", bin " << i;
+        }
+    }
+}
+
+} // namespace
