@@ -27,13 +27,17 @@ T* block_start(T* base, std::int64_t lowest)
     return base + (lowest - 1);
 }
 
-/// One lead slot and `count` elements, or the end of the process when that exceeds the 32-bit sizes.
-template <typename T>
-std::unique_ptr<T[]> allocate_block(std::int64_t count, std::string_view failure_text)
+/// Ends the process when a block of one lead slot and `count` elements exceeds the 32-bit sizes.
+void require_block_size(std::int64_t count, std::string_view failure_text)
 {
     if (count < 0 || count + 1 > std::numeric_limits<int>::max()) {
         tonalign::end_process(std::cerr, {failure_text}, ExitStatus::failure);
     }
+}
+
+template <typename T>
+std::unique_ptr<T[]> allocate_block(std::int64_t count)
+{
     return std::unique_ptr<T[]>(new T[static_cast<std::size_t>(count + 1)]);
 }
 
@@ -45,7 +49,8 @@ std::int64_t extent(int lowest, int highest)
 template <typename T>
 T* allocate_vector(int nl, int nh, std::string_view failure_text)
 {
-    return shift_to_index_base(allocate_block<T>(extent(nl, nh), failure_text).release(), nl);
+    require_block_size(extent(nl, nh), failure_text);
+    return shift_to_index_base(allocate_block<T>(extent(nl, nh)).release(), nl);
 }
 
 template <typename T>
@@ -59,8 +64,11 @@ T** allocate_matrix(int nrl, int nrh, int ncl, int nch)
 {
     const std::int64_t rows = extent(nrl, nrh);
     const std::int64_t columns = extent(ncl, nch);
-    auto row_table = allocate_block<T*>(rows, "allocation failure 1 in matrix()");
-    auto elements = allocate_block<T>(rows * columns, "allocation failure 2 in matrix()");
+    // Both sizes come before either block: the row table alone can take gigabytes.
+    require_block_size(rows, "allocation failure 1 in matrix()");
+    require_block_size(rows * columns, "allocation failure 2 in matrix()");
+    auto row_table = allocate_block<T*>(rows);
+    auto elements = allocate_block<T>(rows * columns);
     T* row = shift_to_index_base(elements.release(), ncl);
     for (std::int64_t i = 1; i <= rows; ++i, row += columns) {
         row_table[static_cast<std::size_t>(i)] = row;
