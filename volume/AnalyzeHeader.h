@@ -76,6 +76,27 @@ public:
     /// `sizeof_hdr` of 348 the process ends with status 0 and a message. The flag is not touched.
     void checkAnalyzeHeaderInProperFormat();
 
+    /// 1 when the records are equal, else 0. The image dimensions are compared as memory, so floats of equal
+    /// value and different bits (+0 and -0) differ; texts are compared up to their terminating NUL. The flag
+    /// is not compared.
+    int operator==(const AnalyzeHeader& rhs) const;
+    int operator!=(const AnalyzeHeader& rhs) const { return *this == rhs ? 0 : 1; }
+
+    /// Writes the fields in which two headers differ, under one heading for each structure of the record.
+    ///
+    /// Each line names a field and gives both values, in the stream's current number format; single
+    /// characters are written as characters, texts up to their terminating NUL or the end of their field. A
+    /// float that is NaN differs from everything. Some image dimension fields have no line: a difference
+    /// there shows only in the line that says that the structures differ as memory.
+    void diff(const AnalyzeHeader& rhs, std::ostream& os) const;
+
+    /// Writes every field of the record as one line, caption and value, in the stream's current number
+    /// format.
+    ///
+    /// Single characters are written as integers, texts as in diff. Nothing is written to a stream that is
+    /// not ready for output. The flag is not listed.
+    void print(std::ostream& os) const;
+
     /// Reads the record from an open binary stream, `byteoffset` bytes after its current position.
     ///
     /// Failures are reported on standard error and otherwise passed over: bytes that were not read leave the
