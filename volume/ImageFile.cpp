@@ -1,0 +1,180 @@
+#include "volume/Image.h"
+
+#include "failure/end_process.h"
+#include "volume/HeaderFields.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <limits>
+#include <system_error>
+
+namespace {
+
+constexpr int uint8_datatype = 2;
+constexpr int uint8_bitpix = 8;
+
+int failed(const char* text)
+{
+    std::cout << text;
+    return 0;
+}
+
+int write_file(const std::string& name, const char* opening_failure, const void* bytes, std::size_t size)
+{
+    std::ofstream file(name, std::ios::binary);
+    if (!file) {
+        return failed(opening_failure);
+    }
+    file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+    // A full disk shows only when the buffered bytes leave the stream.
+    file.close();
+    return file ? 1 : failed("Error");
+}
+
+/// What is wrong with an image file that should hold `count` bytes, or an empty text.
+std::string fault_of_image_file(const std::string& name, std::size_t count)
+{
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(name, error)) {
+        return name + ": not a regular file, but an image file is expected";
+    }
+    const std::uintmax_t found = std::filesystem::file_size(name, error);
+    if (error) {
+        return name + ": the length of the image file cannot be read: " + error.message();
+    }
+    if (found < count) {
+        return name + ": the image file holds " + std::to_string(found) + " bytes, but its header needs " +
+               std::to_string(count);
+    }
+    return {};
+}
+
+} // namespace
+
+int Image::Load(const char* file)
+{
+    if (ConstructAnalyzeNames(file) == 0 || ReadAnalyzeHeader() == 0 || ReadAnalyzeData() == 0) {
+        return 0;
+    }
+    needs_saving = 0;
+    return 1;
+}
+
+int Image::ReadAnalyzeHeader()
+{
+    const std::string name = std::string(filename) + ".hdr";
+    std::ifstream file(name, std::ios::binary);
+    if (!file) {
+        return failed("Error: cannot open header file");
+    }
+    dsr record;
+    if (!file.read(reinterpret_cast<char*>(&record), sizeof record)) {
+        return failed("Error");
+    }
+    if (record.hk.sizeof_hdr != tonalign::header_size) {
+        tonalign::swap_numeric_fields(record);
+        std::cout << " Header for " << name << " was byte_swapped during loading \n";
+        if (record.hk.sizeof_hdr != tonalign::header_size) {
+            tonalign::end_process(std::cerr, {" Header unreadable even after byte_swapping \n"},
+                                  tonalign::ExitStatus::success);
+        }
+    }
+    if (record.dime.datatype != uint8_datatype || record.dime.bitpix != uint8_bitpix) {
+        std::cerr << "Image::ReadAnalyzeHeader(" << name << ") : ERROR : image not u_char\n";
+        return 0;
+    }
+    const std::int16_t* const dim = record.dime.dim;
+    if (std::min({dim[1], dim[2], dim[3]}) < 1) {
+        return refused(name + ": the volume is " + std::to_string(dim[1]) + " x " + std::to_string(dim[2]) +
+                       " x " + std::to_string(dim[3]) + " voxels, but each size must be at least 1");
+    }
+    for (int axis = 1; axis <= 3; ++axis) {
+        float& spacing = record.dime.pixdim[axis];
+        spacing = spacing <= 0.0F ? 1.0F : spacing;
+    }
+    provideHeader();
+    *hdr = record;
+    nx = dim[1];
+    ny = dim[2];
+    nz = dim[3];
+    if (lacksVoxels()) {
+        dropVoxels();
+    }
+    return 1;
+}
+
+int Image::ReadAnalyzeData()
+{
+    const std::string name = std::string(filename) + ".img";
+    const auto count = voxelCount(nx, ny, nz);
+    if (!count) {
+        dropVoxels();
+        return refusedSizes(nx, ny, nz);
+    }
+    std::ifstream file(name, std::ios::binary);
+    if (!file) {
+        dropVoxels();
+        return failed("Error: cannot open image file");
+    }
+    if (const std::string fault = fault_of_image_file(name, *count); !fault.empty()) {
+        dropVoxels();
+        refused(fault);
+        return failed("Error");
+    }
+    provideVoxels(*count);
+    if (!file.read(reinterpret_cast<char*>(data), static_cast<std::streamsize>(*count))) {
+        dropVoxels();
+        return failed("Error");
+    }
+    CalculateMinMax();
+    return 1;
+}
+
+int Image::Save(const char* file)
+{
+    if (ConstructAnalyzeNames(file) == 0) {
+        return 0;
+    }
+    if (lacksVoxels()) {
+        return refused(std::string(filename) + ": not saved, the image has no voxels");
+    }
+    if (std::max({nx, ny, nz}) > std::numeric_limits<std::int16_t>::max()) {
+        return refused(std::string(filename) + ": not saved, a header holds sizes up to " +
+                       std::to_string(std::numeric_limits<std::int16_t>::max()));
+    }
+    if (FileExists(file) != 0) {
+        std::cout << "File exists!";
+    }
+    if (SaveAnalyzeHeader() == 0 || SaveAnalyzeData() == 0) {
+        return 0;
+    }
+    needs_saving = 0;
+    return 1;
+}
+
+int Image::SaveAnalyzeHeader()
+{
+    if (hdr == nullptr) {
+        InitAnalyzeHeader();
+    }
+    dsr swapped = *hdr;
+    tonalign::swap_numeric_fields(swapped);
+    return write_file(std::string(filename) + ".hdr", "Error: cannot save header file", &swapped,
+                      sizeof swapped);
+}
+
+int Image::SaveAnalyzeData()
+{
+    if (lacksVoxels()) {
+        return refused(std::string(filename) + ": not saved, the image has no voxels");
+    }
+    return write_file(std::string(filename) + ".img", "Error: cannot save image file", data,
+                      voxelCount(nx, ny, nz).value());
+}
+
+int Image::FileExists(const char* file)
+{
+    return std::ifstream(file).is_open() ? 1 : 0;
+}
