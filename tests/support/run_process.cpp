@@ -32,6 +32,7 @@ ProcessResult run_process(const std::vector<std::string>& argv, const std::files
     const std::filesystem::path out = streams.path() / "out";
     const std::filesystem::path err = streams.path() / "err";
     std::vector<char*> arguments;
+    arguments.reserve(argv.size() + 1);
     for (const std::string& argument : argv) {
         arguments.push_back(const_cast<char*>(argument.c_str()));
     }
