@@ -15,8 +15,7 @@
 
 using namespace tonalign::test;
 
-namespace
-{
+namespace {
 
 using Files = std::map<std::string, std::string>;
 

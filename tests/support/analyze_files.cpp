@@ -8,11 +8,9 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 struct TypeCodes
 {

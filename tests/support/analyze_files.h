@@ -9,8 +9,7 @@
 
 /// Analyze pairs made byte by byte, from a layout of their own: a wrong field in the tool's header record
 /// cannot hide behind the same mistake here.
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 enum class ElementType
 {
@@ -30,8 +29,7 @@ enum class ByteOrder
 /// The content of a header file, its numbers in the byte order of this machine.
 using HeaderRecord = std::array<unsigned char, 348>;
 
-namespace header_offset
-{
+namespace header_offset {
 inline constexpr std::size_t sizeof_hdr = 0;
 inline constexpr std::size_t dim = 40;
 inline constexpr std::size_t vox_units = 56;

@@ -5,11 +5,9 @@
 #include <cstdlib>
 #include <sstream>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 constexpr const char* time_banner = "*****TOTAL RUNNING TIME*****\n";
 

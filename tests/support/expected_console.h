@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 /// What the console shows of an input file.
 struct LoadedImage

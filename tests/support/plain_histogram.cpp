@@ -3,11 +3,9 @@
 #include <cmath>
 #include <cstdio>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 OneBased<double> gaussian_kernel(int length, double sigma)
 {

@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 /// A volume in file order: x fastest, then y, then z.
 struct Volume

@@ -2,11 +2,9 @@
 
 #include "tests/support/plain_ranking.h"
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 void match_endpoints(Volume& input, Volume& target, const Parameters& parameters, Outcome& outcome)
 {

@@ -11,8 +11,7 @@
 ///
 /// Tests hold the tool against this, bit for bit. It shares no code with the tool, so that one fault cannot
 /// hide in both, and it is never made faster: its only merit is that a reader can check every line.
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 struct Parameters
 {

@@ -12,8 +12,7 @@
 using namespace tonalign::test;
 using testing::ElementsAre;
 
-namespace
-{
+namespace {
 
 using Pairs = std::vector<std::pair<double, double>>;
 

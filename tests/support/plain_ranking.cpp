@@ -3,11 +3,9 @@
 #include <cmath>
 #include <utility>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 struct Position
 {

@@ -2,8 +2,7 @@
 
 #include "tests/support/plain_histogram.h"
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 /// Sums, at every voxel, of the neighbours in distance shell 1..5, borders wrapped around.
 Volume shell_response(const Volume& volume, int shell);

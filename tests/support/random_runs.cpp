@@ -5,11 +5,9 @@
 #include <cstdio>
 #include <sstream>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 using Pairs = std::vector<std::pair<double, double>>;
 

@@ -10,8 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 /// One run of the tool, with everything it reads and everything it must write.
 struct ToolRun

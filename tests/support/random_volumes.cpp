@@ -2,11 +2,9 @@
 
 #include <cmath>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 struct Size
 {

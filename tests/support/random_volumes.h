@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 /// Draws that are the same with every standard library.
 class Dice

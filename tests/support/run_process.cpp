@@ -8,11 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
-namespace
-{
+namespace {
 
 /// Status of a child that could not start the program; no run of the tool ends with it.
 constexpr int not_started = 127;

@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace tonalign::test
-{
+namespace tonalign::test {
 
 struct ProcessResult
 {
