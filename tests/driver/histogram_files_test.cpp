@@ -69,7 +69,7 @@ TEST_F(HistogramFile, OfATargetIsNormalisedWithoutItsFirstBinWhateverItsLayout)
 TEST_F(HistogramFileDeathTest, UnusableTargetsEndTheProcess)
 {
     const std::string three_pairs = ", but 3 pairs of bin centre and frequency are expected\n";
-    const std::string no_number = "the histogram file does not hold a number at bin 2" + three_pairs;
+    const std::string no_number = "the histogram file does not hold a finite number at bin 2" + three_pairs;
     const std::pair<const char*, std::string> files[] = {
         {"", "the histogram file ends at bin 1" + three_pairs},
         {"1 0 2 1 3", "the histogram file ends at bin 3" + three_pairs},
