@@ -4,8 +4,10 @@
 #include "driver/requirements.h"
 #include "histogram/histogram.h"
 #include "volume/AnalyzeImage.h"
+#include "volume/wide.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -21,20 +23,21 @@ constexpr double output_maximum = 255.0;
 /// The range that the final mapping sends to [0, 255]: the input's, in usage 1 together with the target's.
 IntensityRange common_range(const MatchingRun& run)
 {
-    IntensityRange range = {run.I1[0].getMinValue(), run.I1[0].getMaxValue()};
+    IntensityRange range = run.input.range;
     if (run.parameters.hasTargetVolume()) {
-        range.minimum = std::min(range.minimum, run.I2.getMinValue());
-        range.maximum = std::max(range.maximum, run.I2.getMaxValue());
+        range.minimum = std::min(range.minimum, run.target.range.minimum);
+        range.maximum = std::max(range.maximum, run.target.range.maximum);
     }
     return range;
 }
 
-void load_volume(const std::string& name, Array3D<double>& volume, AnalyzeHeader& header)
+void load_volume(const std::string& name, RunVolume& volume)
 {
     AnalyzeImage<double> image(name.c_str());
-    require_finite_voxels(image.D, image.imagename);
-    volume = std::move(image.D);
-    header = image.H;
+    volume.voxels = std::move(image.D);
+    volume.header = image.H;
+    volume.range = intensity_range(volume.voxels);
+    require_finite_voxels(volume.voxels, volume.range, image.imagename);
 }
 
 bool same_file(const std::string& a, const std::string& b)
@@ -68,11 +71,29 @@ AnalyzeHeader output_header(const AnalyzeHeader& header)
     return result;
 }
 
-void save_volume(Array3D<double>& volume, const AnalyzeHeader& header, const std::string& name)
+/// (v + shift) * factor, each operation rounded by itself, as two passes over the volume would round.
+TONALIGN_WIDE void shift_and_scale(double* voxels, std::int64_t count, double shift, double factor)
+{
+    for (std::int64_t j = 0; j < count; ++j) {
+        const double shifted = voxels[j] + shift;
+        voxels[j] = shifted * factor;
+    }
+}
+
+/// Maps a volume and its range, which the mapping, being monotone, takes along.
+void map_volume(RunVolume& volume, double shift, double factor)
+{
+    shift_and_scale(volume.voxels.block(), volume.voxels.blockSize(), shift, factor);
+    volume.range.minimum = (volume.range.minimum + shift) * factor;
+    volume.range.maximum = (volume.range.maximum + shift) * factor;
+}
+
+/// Saves a volume and gives its memory back.
+void save_volume(RunVolume& volume, const std::string& name)
 {
     AnalyzeImage<double> image;
-    image.D = std::move(volume);
-    image.H = output_header(header);
+    image.D = std::move(volume.voxels);
+    image.H = output_header(volume.header);
     image.save(name.c_str());
 }
 
@@ -87,9 +108,9 @@ void load_volumes(MatchingRun& run)
         run.hist2 = HistogramArray(p.Nbins);
         load_target_histogram(run.hist2, p.Nbins, p.inputfile2.c_str());
     }
-    load_volume(p.inputfile1, run.I1[0], run.H1);
+    load_volume(p.inputfile1, run.input);
     if (p.hasTargetVolume()) {
-        load_volume(p.inputfile2, run.I2, run.H2);
+        load_volume(p.inputfile2, run.target);
     }
 }
 
@@ -97,10 +118,10 @@ void compute_initial_histograms(MatchingRun& run)
 {
     const RunParameters& p = run.parameters;
     run.hist1 = HistogramArray(p.Nbins);
-    calculate_histogram(&run.I1[0], run.hist1, p.Nbins);
+    compute_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
         run.hist2 = HistogramArray(p.Nbins);
-        calculate_histogram(&run.I2, run.hist2, p.Nbins);
+        compute_histogram(run.target.voxels, run.target.range, 0.0, run.hist2, p.Nbins);
     }
     if (p.matchesEndpoints() || p.matchesHistogram()) {
         require_foreground(run.hist1, p.Nbins, p.inputfile1);
@@ -123,24 +144,18 @@ void map_to_output_range(MatchingRun& run)
     const IntensityRange range = common_range(run);
     require_mappable_range(range, run.parameters);
     const double factor = output_maximum / (range.maximum - range.minimum);
+    map_volume(run.input, -range.minimum, factor);
     if (run.parameters.hasTargetVolume()) {
-        run.I2 += -range.minimum;
-        run.I2 *= factor;
+        map_volume(run.target, -range.minimum, factor);
     }
-    run.I1[0] += -range.minimum;
-    run.I1[0] *= factor;
 }
 
 void compute_final_histograms(MatchingRun& run)
 {
     const RunParameters& p = run.parameters;
-    calculate_histogram(&run.I1[0], run.hist1, p.Nbins);
+    compute_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
-        if (p.sigma1 > 0.0) {
-            calculate_smoothed_histogram(&run.I2, run.hist2, p.Nbins, p.sigma1);
-        } else {
-            calculate_histogram(&run.I2, run.hist2, p.Nbins);
-        }
+        compute_histogram(run.target.voxels, run.target.range, p.sigma1, run.hist2, p.Nbins);
     }
     save_array(run.hist1, p.Nbins, p.outputfile1_hist.c_str());
     if (p.hasTargetVolume()) {
@@ -151,9 +166,9 @@ void compute_final_histograms(MatchingRun& run)
 void save_volumes(MatchingRun& run)
 {
     std::cout << "*****IMAGES ARE BEING SAVED*****\n\n";
-    save_volume(run.I1[0], run.H1, run.parameters.outputfile1);
+    save_volume(run.input, run.parameters.outputfile1);
     if (run.parameters.hasTargetVolume()) {
-        save_volume(run.I2, run.H2, run.parameters.outputfile2);
+        save_volume(run.target, run.parameters.outputfile2);
     }
 }
 

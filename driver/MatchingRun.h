@@ -1,14 +1,20 @@
 #pragma once
 
 #include "driver/RunParameters.h"
-#include "exactmatch/filter_bank.h"
 #include "histogram/HistogramArray.h"
 #include "volume/AnalyzeHeader.h"
 #include "volume/Array3D.h"
-
-#include <array>
+#include "volume/IntensityRange.h"
 
 namespace tonalign {
+
+/// A volume of the run, the header it was loaded with and the range of its present intensities.
+struct RunVolume
+{
+    Array3D<double> voxels;
+    AnalyzeHeader header; ///< the file's own
+    IntensityRange range = {0.0, 0.0, true};
+};
 
 /// Every object of a run. The stages below take it from the command line to the saved outputs, in the order
 /// in which main calls them; each ends the process with a message when it cannot go on.
@@ -17,12 +23,8 @@ struct MatchingRun
     explicit MatchingRun(const RunParameters& run_parameters) : parameters(run_parameters) {}
 
     const RunParameters parameters;
-
-    /// The feature stack: the input volume, then its filter responses once the exact stage has run.
-    std::array<Array3D<double>, feature_levels> I1;
-    AnalyzeHeader H1;   ///< the input file's own header
-    Array3D<double> I2; ///< the target volume; empty in usage 2
-    AnalyzeHeader H2;   ///< the target file's own header
+    RunVolume input;
+    RunVolume target; ///< empty in usage 2
 
     // Without bins until what they are made from has been found good: the bin count may ask for gigabytes.
     HistogramArray hist1{0}; ///< of the input volume

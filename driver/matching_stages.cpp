@@ -1,8 +1,7 @@
 #include "driver/MatchingRun.h"
 
-#include "exactmatch/convolution.h"
-#include "exactmatch/exact_assignment.h"
-#include "exactmatch/filter_bank.h"
+#include "driver/requirements.h"
+#include "exactmatch/exact_matching.h"
 #include "histogram/dynamic_range.h"
 #include "histogram/histogram.h"
 
@@ -15,14 +14,31 @@ namespace {
 /// The endpoints enclose all but 0.02 % of a histogram's mass, so that single outliers do not set the range.
 constexpr double energy_ratio = 0.9998;
 
-void compute_features(std::array<Array3D<double>, feature_levels>& I1)
+/// A copy of a volume's histogram, smoothed when the run asks for it.
+HistogramArray smoothed_copy(const HistogramArray& hist, const RunParameters& p)
 {
-    for (int k = 1; k < feature_levels; ++k) {
-        Array3D<double> filter;
-        get3DfilterArray(1, k + first_filter - 1, filter);
-        I1[k].setDim(I1[0].getNzTotal(), I1[0].getNyTotal(), I1[0].getNxTotal());
-        convolution3Dn(&I1[0], &filter, &I1[k]);
+    HistogramArray result = hist.copy();
+    if (p.sigma1 > 0.0) {
+        smooth_histogram(result, p.Nbins, p.sigma1);
     }
+    return result;
+}
+
+/// The histogram to reach, its top bin standing for the target volume's present maximum.
+///
+/// Smoothed, it is that of the target volume as it is now; unsmoothed, that of the target as loaded.
+HistogramArray histogram_to_reach(const MatchingRun& run)
+{
+    const RunParameters& p = run.parameters;
+    if (!p.hasTargetVolume()) {
+        return run.hist2.copy();
+    }
+    HistogramArray hist2 = smoothed_copy(run.hist2, p);
+    if (p.matchesEndpoints() && p.sigma1 > 0.0) {
+        compute_histogram(run.target.voxels, run.target.range, p.sigma1, hist2, p.Nbins);
+    }
+    hist2[1][p.Nbins] = run.target.range.maximum;
+    return hist2;
 }
 
 } // namespace
@@ -34,7 +50,14 @@ void match_endpoints(MatchingRun& run)
         return;
     }
     std::cout << "*****MATCHING HISTOGRAM ENDPOINTS*****\n";
-    adjust_dynamic_range(&run.I1[0], &run.I2, energy_ratio, energy_ratio, p.Nbins, p.sigma1);
+    const HistogramArray hist1 = smoothed_copy(run.hist1, p);
+    const HistogramArray hist2 = smoothed_copy(run.hist2, p);
+    adjust_dynamic_range(MeasuredVolume{run.input.voxels, run.input.range, hist1},
+                         MeasuredVolume{run.target.voxels, run.target.range, hist2}, energy_ratio,
+                         energy_ratio, p.Nbins);
+    run.input.range = intensity_range(run.input.voxels);
+    run.target.range = intensity_range(run.target.voxels);
+    require_usable_adjustment(run.input.range, p);
 }
 
 void match_histograms(MatchingRun& run)
@@ -44,19 +67,10 @@ void match_histograms(MatchingRun& run)
         return;
     }
     std::cout << "*****MATCHING HISTOGRAMS*****\n";
-    compute_features(run.I1);
     // The assignment leaves counts in what it is given; the reports still need the frequencies.
-    HistogramArray target = run.hist2.copy();
-    if (p.hasTargetVolume()) {
-        if (p.sigma1 > 0.0) {
-            calculate_smoothed_histogram(&run.I2, target, p.Nbins, p.sigma1);
-        }
-        target[1][p.Nbins] = run.I2.getMaxValue();
-    }
-    perfect_histogram_matching(run.I1.data(), target, feature_levels, p.Nbins);
-    for (int k = 1; k < feature_levels; ++k) {
-        run.I1[k] = Array3D<double>();
-    }
+    HistogramArray hist2 = histogram_to_reach(run);
+    match_exactly(run.input.voxels, run.input.range, hist2, p.Nbins);
+    run.input.range = intensity_range(run.input.voxels);
 }
 
 } // namespace tonalign

@@ -20,26 +20,26 @@ void report_voxel_size(const AnalyzeHeader& header)
               << header.getPixelDimensionZ() << '\n';
 }
 
-void report_range(const char* label, const Array3D<double>& volume)
+void report_range(const char* label, const IntensityRange& range)
 {
-    std::cout << label << volume.getMaxValue() << "\t\t" << volume.getMinValue() << '\n';
+    std::cout << label << range.maximum << "\t\t" << range.minimum << '\n';
 }
 
 } // namespace
 
 void report_dimensions(const MatchingRun& run)
 {
-    report_size(run.H1);
-    report_size(run.H2);
-    report_voxel_size(run.H1);
-    report_voxel_size(run.H2);
+    report_size(run.input.header);
+    report_size(run.target.header);
+    report_voxel_size(run.input.header);
+    report_voxel_size(run.target.header);
 }
 
 void report_ranges(const MatchingRun& run)
 {
     if (run.parameters.hasTargetVolume()) {
-        report_range("Image-1 max-min values:\t\t", run.I1[0]);
-        report_range("Image-2 max-min values:\t\t", run.I2);
+        report_range("Image-1 max-min values:\t\t", run.input.range);
+        report_range("Image-2 max-min values:\t\t", run.target.range);
     }
 }
 

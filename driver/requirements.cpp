@@ -9,15 +9,16 @@
 
 namespace tonalign {
 
-void require_finite_voxels(const Array3D<double>& volume, const std::string& imagename)
+void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
+                           const std::string& imagename)
 {
+    if (range.finite) {
+        return;
+    }
     const double* const begin = volume.block();
     const double* const end = begin + volume.blockSize();
     const auto is_not_finite = [](double v) { return !std::isfinite(v); };
     const double* const first = std::find_if(begin, end, is_not_finite);
-    if (first == end) {
-        return;
-    }
     const std::int64_t position = first - begin;
     const std::int64_t nx = volume.getNxTotal();
     const std::int64_t ny = volume.getNyTotal();
@@ -35,6 +36,19 @@ void require_foreground(double** hist, int bins, const std::string& name)
         refuse(name + ": all voxels fall into the background bin, the first of " + std::to_string(bins) +
                ", but matching expects at least one voxel outside it");
     }
+}
+
+void require_usable_adjustment(const IntensityRange& range, const RunParameters& parameters)
+{
+    const bool ranks = parameters.matchesHistogram();
+    if (range.finite && !(ranks && range.minimum == range.maximum)) {
+        return;
+    }
+    std::ostringstream message;
+    message << parameters.inputfile1 << ": matching the endpoints to " << parameters.inputfile2
+            << " leaves voxels from " << range.minimum << " to " << range.maximum << ", but "
+            << (ranks ? "more than one intensity, all finite, is" : "finite voxels are") << " expected";
+    refuse(message.str());
 }
 
 void require_mappable_range(const IntensityRange& range, const RunParameters& parameters)

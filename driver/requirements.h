@@ -2,6 +2,7 @@
 
 #include "driver/RunParameters.h"
 #include "volume/Array3D.h"
+#include "volume/IntensityRange.h"
 
 #include <string>
 
@@ -10,17 +11,16 @@ namespace tonalign {
 /// What a run demands of its volumes. Each function ends the process with status 1 and one line on standard
 /// error that names the file, what was found and what was expected.
 
-struct IntensityRange
-{
-    double minimum;
-    double maximum;
-};
-
 /// Every voxel must be a finite number.
-void require_finite_voxels(const Array3D<double>& volume, const std::string& imagename);
+void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
+                           const std::string& imagename);
 
 /// A histogram array of `bins` bins must count at least one voxel outside the background bin.
 void require_foreground(double** hist, int bins, const std::string& name);
+
+/// The endpoint stage must leave the input volume finite, and with more than one intensity when it is ranked
+/// next.
+void require_usable_adjustment(const IntensityRange& range, const RunParameters& parameters);
 
 /// The common range of a run's volumes must not be empty, nor so narrow or wide that mapping it onto [0, 255]
 /// leaves the finite numbers.

@@ -29,10 +29,10 @@ OffsetMatrix<int> index_array_for(double voxels)
 /// Enters every voxel outside the background into its bin's range of columns, in raster order.
 void fill_index_array(const Array3D<double>& volume, const RankRanges& input, int** indexarray)
 {
-    const tonalign::BinGeometry bins(volume.getMinValue(), volume.getMaxValue(), input.bins());
+    const tonalign::BinGeometry bins(tonalign::intensity_range(volume), input.bins());
     const OffsetVector<int> next(1, input.bins());
     for (int i = 1; i <= input.bins(); ++i) {
-        next[i] = input.first(i);
+        next[i] = static_cast<int>(input.first(i));
     }
     for (int z = 0; z < volume.getNzInner(); ++z) {
         for (int y = 0; y < volume.getNyInner(); ++y) {
@@ -56,7 +56,8 @@ void rank_voxels(Array3D<double>* D1, int D1level, const RankRanges& input, int*
     {
 #pragma omp for schedule(dynamic, 1) nowait
         for (int i = 1; i <= input.bins(); ++i) {
-            quicksort_feature_array(D1, D1level, indexarray, input.first(i), input.last(i));
+            quicksort_feature_array(D1, D1level, indexarray, static_cast<int>(input.first(i)),
+                                    static_cast<int>(input.last(i)));
         }
     }
 }
@@ -67,7 +68,7 @@ void hand_out_values(Array3D<double>& volume, const RankRanges& target, double**
         if (target.isEmpty(i)) {
             continue;
         }
-        for (int rank = target.first(i); rank <= target.last(i); ++rank) {
+        for (auto rank = target.first(i); rank <= target.last(i); ++rank) {
             volume.address()[indexarray[3][rank]][indexarray[2][rank]][indexarray[1][rank]] = hist2[1][i];
         }
     }

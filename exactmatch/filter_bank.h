@@ -7,9 +7,11 @@ namespace tonalign {
 /// Levels of a feature stack: the volume itself and its responses to filters 2..6.
 inline constexpr int feature_levels = 6;
 
-/// Number of the first filter of family 1 that is not all zero; level k of a feature stack holds the
-/// response to filter k + 1.
-inline constexpr int first_filter = 2;
+/// The filter of family 1 whose response is level 1..5 of a feature stack, nearest shell first.
+inline constexpr int filter_of_level(int level)
+{
+    return level + 1;
+}
 
 } // namespace tonalign
 

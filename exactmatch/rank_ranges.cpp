@@ -1,23 +1,20 @@
 #include "exactmatch/rank_ranges.h"
 
-#include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace tonalign {
 
 namespace {
 
-/// The last of `count` ranks that start at `first`; stops short of the largest int, so that a next rank
-/// exists.
-int last_of(int first, double count)
+/// The last of `count` ranks that start at `first`; far beyond any volume it stops growing.
+std::int64_t last_of(std::int64_t first, double count)
 {
-    constexpr double largest = std::numeric_limits<int>::max() - 1;
-    return static_cast<int>(std::min(first + count - 1.0, largest));
+    constexpr double farthest = 0x1p62;
+    return static_cast<std::int64_t>(std::fmin(static_cast<double>(first) + count - 1.0, farthest));
 }
 
 /// The highest bin from `from` downward that ends before `last_rank`, or 0.
-int last_bin_before(const RankRanges& ranges, int from, int last_rank)
+int last_bin_before(const RankRanges& ranges, int from, std::int64_t last_rank)
 {
     int bin = from;
     while (bin >= 1 && !(0 < ranges.last(bin) && ranges.last(bin) < last_rank)) {
@@ -28,13 +25,11 @@ int last_bin_before(const RankRanges& ranges, int from, int last_rank)
 
 } // namespace
 
-RankRanges::RankRanges(double** hist, int bins) : m_bins(bins), m_ranges(2, bins)
+RankRanges::RankRanges(double** hist, int bins) : m_ranges(static_cast<std::size_t>(bins) + 1)
 {
-    int next = 1;
+    std::int64_t next = 1;
     for (int i = 1; i <= bins; ++i) {
-        if (hist[2][i] == 0.0) {
-            clear(i);
-        } else {
+        if (hist[2][i] != 0.0) {
             assign(i, next, last_of(next, hist[2][i]));
             next = last(i) + 1;
         }
@@ -43,13 +38,13 @@ RankRanges::RankRanges(double** hist, int bins) : m_bins(bins), m_ranges(2, bins
 
 int RankRanges::lastBin() const
 {
-    return static_cast<int>(std::max_element(m_ranges[2] + 1, m_ranges[2] + m_bins + 1) - m_ranges[2]);
-}
-
-void RankRanges::assign(int bin, int first, int last)
-{
-    m_ranges[1][bin] = first;
-    m_ranges[2][bin] = last;
+    int largest = 1;
+    for (int i = 2; i <= bins(); ++i) {
+        if (last(i) > last(largest)) {
+            largest = i;
+        }
+    }
+    return largest;
 }
 
 void round_to_counts(double** hist, int bins, double total)
@@ -59,14 +54,14 @@ void round_to_counts(double** hist, int bins, double total)
     }
 }
 
-void reconcile_with_input(RankRanges& target, int last_rank)
+void reconcile_with_input(RankRanges& target, std::int64_t last_rank)
 {
     const int top = target.lastBin();
     if (last_rank > target.last(top)) {
         target.assign(top, target.first(top), last_rank);
     } else if (last_rank < target.last(top)) {
         const int kept = last_bin_before(target, top, last_rank);
-        const int first_free = kept == 0 ? 1 : target.last(kept) + 1;
+        const std::int64_t first_free = kept == 0 ? 1 : target.last(kept) + 1;
         for (int i = kept + 1; i < top; ++i) {
             target.clear(i);
         }

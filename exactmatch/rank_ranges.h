@@ -1,6 +1,7 @@
 #pragma once
 
-#include "numeric/OffsetArrays.h"
+#include <cstdint>
+#include <vector>
 
 namespace tonalign {
 
@@ -14,20 +15,29 @@ public:
     /// @param hist  2 x (bins+1) array, 1-based, whose row 2 holds whole counts
     RankRanges(double** hist, int bins);
 
-    int bins() const { return m_bins; }
-    int first(int bin) const { return m_ranges[1][bin]; }
-    int last(int bin) const { return m_ranges[2][bin]; }
+    int bins() const { return static_cast<int>(m_ranges.size()) - 1; }
+    std::int64_t first(int bin) const { return range(bin).first; }
+    std::int64_t last(int bin) const { return range(bin).last; }
     bool isEmpty(int bin) const { return first(bin) < 1 || last(bin) < first(bin); }
 
     /// The bin with the largest last rank, the lowest of several.
     int lastBin() const;
 
-    void assign(int bin, int first, int last);
+    void assign(int bin, std::int64_t first, std::int64_t last)
+    {
+        m_ranges[static_cast<std::size_t>(bin)] = {first, last};
+    }
     void clear(int bin) { assign(bin, -1, -1); }
 
 private:
-    int m_bins;
-    OffsetMatrix<int> m_ranges;
+    struct Range
+    {
+        std::int64_t first = -1;
+        std::int64_t last = -1;
+    };
+    const Range& range(int bin) const { return m_ranges[static_cast<std::size_t>(bin)]; }
+
+    std::vector<Range> m_ranges; ///< entry 0 is not used
 };
 
 /// Turns the normalised frequencies of row 2 into voxel counts out of `total`, rounded to the nearest
@@ -40,6 +50,6 @@ void round_to_counts(double** hist, int bins, double total);
 /// remaining ones. Too many: bins beyond last_rank are dropped, and the last non-empty bin keeps the ranks
 /// behind the last bin that ends before last_rank; when there is no such bin it takes all ranks. Then the
 /// last non-empty bin's ranks move to bin N, so that the brightest voxels always receive the top value.
-void reconcile_with_input(RankRanges& target, int last_rank);
+void reconcile_with_input(RankRanges& target, std::int64_t last_rank);
 
 } // namespace tonalign

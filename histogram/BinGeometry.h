@@ -1,6 +1,9 @@
 #pragma once
 
+#include "volume/IntensityRange.h"
+
 #include <cmath>
+#include <cstdint>
 
 namespace tonalign {
 
@@ -11,28 +14,35 @@ namespace tonalign {
 class BinGeometry
 {
 public:
-    BinGeometry(double minimum, double maximum, int bins)
-        : m_minimum(minimum),
-          m_halfWidth((maximum - minimum) / (static_cast<double>(bins) + bins)),
+    BinGeometry(const IntensityRange& range, int bins)
+        : m_minimum(range.minimum),
+          m_halfWidth((range.maximum - range.minimum) / (static_cast<double>(bins) + bins)),
           m_bins(bins)
     {
     }
+
+    int bins() const { return m_bins; }
 
     /// Centre of bin i, 1-based.
     double centre(int i) const { return (2.0 * (i - 1.0)) * m_halfWidth + (m_halfWidth + m_minimum); }
 
     /// Bin of an intensity, 1..N: bin k covers (minimum + (k - 1) w, minimum + k w], and what lies outside
     /// goes to the first or last bin. Without a width (a constant volume) every voxel is in bin 1.
-    int binOf(double value) const
-    {
-        const double quotient = std::ceil((value - m_minimum) / (m_halfWidth + m_halfWidth));
-        if (!(quotient > 1.0)) {
-            return 1;
-        }
-        return quotient < m_bins ? static_cast<int>(quotient) : m_bins;
-    }
+    int binOf(double value) const { return clampedBin(value, m_minimum, m_halfWidth + m_halfWidth, m_bins); }
+
+    /// The bins of `count` intensities.
+    void binsOf(const double* values, std::int64_t count, std::int32_t* bins) const;
 
 private:
+    static int clampedBin(double value, double minimum, double width, double bins)
+    {
+        const double quotient = std::ceil((value - minimum) / width);
+        const double at_least_one = quotient > 1.0 ? quotient : 1.0; // also what is not a number
+        return static_cast<int>(at_least_one < bins ? at_least_one : bins);
+    }
+    static void clampedBins(const double* values, std::int64_t count, double minimum, double width,
+                            double bins, std::int32_t* result);
+
     double m_minimum;
     double m_halfWidth;
     int m_bins;

@@ -22,9 +22,8 @@ public:
         HistogramArray result(m_bins);
         double** const from = *this;
         double** const to = result;
-        for (int row = 1; row <= 2; ++row) {
-            std::copy_n(from[row] + 1, m_bins + 1, to[row] + 1);
-        }
+        std::copy_n(from[1] + 1, m_bins, to[1] + 1);
+        std::copy_n(from[2] + 1, m_bins + 1, to[2] + 1);
         return result;
     }
 

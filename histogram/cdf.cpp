@@ -99,7 +99,7 @@ void calculate_mapping_between_cdfs(double** M, double** cdf1, double** cdf2, in
 
 void apply_intensity_transformation(Array3D<double>* D, double** H, int N)
 {
-    const tonalign::BinGeometry bins(D->getMinValue(), D->getMaxValue(), N);
+    const tonalign::BinGeometry bins(tonalign::intensity_range(*D), N);
     const double* const table = H[2];
     double* const voxels = D->block();
     for (std::int64_t j = 0; j < D->blockSize(); ++j) {

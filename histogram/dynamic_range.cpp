@@ -8,7 +8,10 @@
 
 namespace {
 
+using tonalign::compute_histogram;
 using tonalign::HistogramArray;
+using tonalign::intensity_range;
+using tonalign::IntensityRange;
 using tonalign::LandmarkMatrix;
 
 /// Distances at or beyond this are no match at all.
@@ -29,18 +32,8 @@ Endpoints endpoints_of(double** hist, int N, double energyratio)
     return endpoints;
 }
 
-void fill_histogram(Array3D<double>* D, double** hist, int N, double sigma)
-{
-    if (sigma > 0.0) {
-        calculate_smoothed_histogram(D, hist, N, sigma);
-    } else {
-        calculate_histogram(D, hist, N);
-    }
-}
-
 /// The four landmarks of a histogram: minimum, lower and upper endpoint, maximum.
-LandmarkMatrix range_landmarks(double** hist, int N, const Endpoints& endpoints, double minimum,
-                               double maximum)
+LandmarkMatrix range_landmarks(double** hist, int N, const Endpoints& endpoints, const IntensityRange& range)
 {
     LandmarkMatrix landmarks(N);
     const auto set_column = [&](int k, int bin, double intensity) {
@@ -48,10 +41,10 @@ LandmarkMatrix range_landmarks(double** hist, int N, const Endpoints& endpoints,
         landmarks[2][k] = intensity;
         landmarks[3][k] = hist[2][bin];
     };
-    set_column(1, 1, minimum);
+    set_column(1, 1, range.minimum);
     set_column(2, endpoints.begin, hist[1][endpoints.begin]);
     set_column(3, endpoints.end, hist[1][endpoints.end]);
-    set_column(4, N, maximum);
+    set_column(4, N, range.maximum);
     landmarks[1][N] = landmarks[2][N] = landmarks[3][N] = 4.0;
     return landmarks;
 }
@@ -111,39 +104,26 @@ void find_histogram_endpoints(double** hist1, int N, double energyratio, int& bp
 void adjust_dynamic_range(Array3D<double>* D1, Array3D<double>* D2, double energyratio1, double energyratio2,
                           int N, double sigma1)
 {
-    const double M1 = D1->getMaxValue();
-    const double m1 = D1->getMinValue();
-    const double M2 = D2->getMaxValue();
-    const double m2 = D2->getMinValue();
     const HistogramArray hist1(N);
     const HistogramArray hist2(N);
-    fill_histogram(D1, hist1, N, sigma1);
-    fill_histogram(D2, hist2, N, sigma1);
-
-    const Endpoints input = endpoints_of(hist1, N, energyratio1);
-    Endpoints target = endpoints_of(hist2, N, energyratio2);
-    print_endpoints(input, target);
-    clip_above(D2, hist2[1][target.end]);
-    target.end = N;
-    print_endpoints(input, target);
-
-    const LandmarkMatrix from = range_landmarks(hist1, N, input, m1, M1);
-    const LandmarkMatrix to = range_landmarks(hist2, N, target, m2, M2);
-    apply_scaling_transformation(D1, from, to, N);
+    const tonalign::MeasuredVolume input = {*D1, intensity_range(*D1), hist1};
+    const tonalign::MeasuredVolume target = {*D2, intensity_range(*D2), hist2};
+    compute_histogram(*D1, input.range, sigma1, hist1, N);
+    compute_histogram(*D2, target.range, sigma1, hist2, N);
+    tonalign::adjust_dynamic_range(input, target, energyratio1, energyratio2, N);
 }
 
 void adjust_dynamic_range(Array3D<double>* D1, double** hist2, double energyratio1, double energyratio2,
                           int N, double sigma1)
 {
-    const double M1 = D1->getMaxValue();
-    const double m1 = D1->getMinValue();
+    const IntensityRange range1 = intensity_range(*D1);
     const HistogramArray hist1(N);
-    fill_histogram(D1, hist1, N, sigma1);
+    compute_histogram(*D1, range1, sigma1, hist1, N);
 
     const Endpoints input = endpoints_of(hist1, N, energyratio1);
     const Endpoints target = endpoints_of(hist2, N, energyratio2);
-    const LandmarkMatrix from = range_landmarks(hist1, N, input, m1, M1);
-    const LandmarkMatrix to = range_landmarks(hist2, N, target, m1, M1);
+    const LandmarkMatrix from = range_landmarks(hist1, N, input, range1);
+    const LandmarkMatrix to = range_landmarks(hist2, N, target, range1);
     apply_scaling_transformation(D1, from, to, N);
 }
 
@@ -166,3 +146,22 @@ void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2
         }
     }
 }
+
+namespace tonalign {
+
+void adjust_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
+                          double energyratio2, int N)
+{
+    const Endpoints input_ends = endpoints_of(input.hist, N, energyratio1);
+    Endpoints target_ends = endpoints_of(target.hist, N, energyratio2);
+    print_endpoints(input_ends, target_ends);
+    clip_above(&target.voxels, target.hist[1][target_ends.end]);
+    target_ends.end = N;
+    print_endpoints(input_ends, target_ends);
+
+    const LandmarkMatrix from = range_landmarks(input.hist, N, input_ends, input.range);
+    const LandmarkMatrix to = range_landmarks(target.hist, N, target_ends, target.range);
+    apply_scaling_transformation(&input.voxels, from, to, N);
+}
+
+} // namespace tonalign

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "volume/Array3D.h"
+#include "volume/IntensityRange.h"
 
 /// Finds the two bins that enclose all but a small share of a histogram's mass.
 ///
@@ -46,3 +47,20 @@ void adjust_dynamic_range(Array3D<double>* D1, double** hist2, double energyrati
 /// A voxel in (IM1[2][k], IM1[2][k+1]] follows segment k, the first such k; voxels in no segment (the first
 /// landmark and below, above the last) are unchanged. Runs in parallel over slices.
 void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2, int N);
+
+namespace tonalign {
+
+/// A volume whose range and histogram are known; the volume and the histogram array are views.
+struct MeasuredVolume
+{
+    Array3D<double>& voxels;
+    IntensityRange range;
+    double** hist; ///< of N bins, smoothed when the endpoints are to be found in the smoothed histogram
+};
+
+/// The first adjust_dynamic_range for volumes that have been measured already. Their voxels change; the
+/// ranges and histograms stay as they were.
+void adjust_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
+                          double energyratio2, int N);
+
+} // namespace tonalign

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "volume/Array3D.h"
+#include "volume/IntensityRange.h"
 
 /// Computes the intensity histogram of a volume.
 ///
@@ -32,6 +33,15 @@ void gaussianfilter(double* f, int filterlength, double sigma);
 void convolution1D(double* A, int lengthA, double* B, int lengthB, double* C);
 
 namespace tonalign {
+
+/// The histogram of a volume whose intensity range is known already: smoothed when sigma > 0, otherwise
+/// plain.
+void compute_histogram(const Array3D<double>& volume, const IntensityRange& range, double sigma, double** H,
+                       int N);
+
+/// Smooths row 2 of a histogram array with a sampled Gaussian of sigma > 0 bins; bin 1, into which mass has
+/// spread, is set to 0 again and the rest renormalised. Column N+1 is left as it was.
+void smooth_histogram(double** H, int N, double sigma);
 
 /// Number of kernel samples that a smoothing by `sigma` bins takes, as a real number: 9 below sigma 1,
 /// otherwise the integer part of 10 sigma + 1.

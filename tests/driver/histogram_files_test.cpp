@@ -78,8 +78,7 @@ TEST_F(HistogramFileDeathTest, UnusableTargetsEndTheProcess)
         {"1 0 2 1e999 3 1", no_number},
         {"1 0 2 1 3 -0.5",
          "the frequency of bin 3 is -0.5, but a finite number that is not negative is expected\n"},
-        {"1 5 2 0 3 0",
-         "the frequencies of bins 2 to 3 sum to 0, but a finite sum above 0 is expected\n"},
+        {"1 5 2 0 3 0", "the frequencies of bins 2 to 3 sum to 0, but a finite sum above 0 is expected\n"},
         {"1 0 2 1e308 3 1e308",
          "the frequencies of bins 2 to 3 sum to inf, but a finite sum above 0 is expected\n"},
     };

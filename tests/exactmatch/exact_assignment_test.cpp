@@ -35,8 +35,9 @@ HistogramArray target_histogram(const std::vector<double>& frequencies)
 
 TEST(RankRanges, OfTheTargetCoverTheRanksOfTheInput)
 {
-    using Ranges = std::vector<std::pair<int, int>>; // of bins 1..N; {0, 0} for a bin without ranks
-    constexpr std::pair<int, int> none = {0, 0};
+    using Ranges =
+        std::vector<std::pair<std::int64_t, std::int64_t>>; // of bins 1..N; {0, 0} for a bin without ranks
+    constexpr Ranges::value_type none = {0, 0};
     const std::tuple<int, std::vector<double>, Ranges> cases[] = {
         {4, {0, .25, .25, .5}, {none, {1, 1}, {2, 2}, {3, 4}}},            // counts fit
         {4, {0, .25, .75, 0, 0}, {none, {1, 1}, none, none, {2, 4}}},      // ... and the top bin moves
@@ -58,7 +59,7 @@ TEST(RankRanges, OfTheTargetCoverTheRanksOfTheInput)
         tonalign::reconcile_with_input(target, voxels);
         Ranges ranges;
         for (int i = 1; i <= N; ++i) {
-            ranges.push_back(target.isEmpty(i) ? none : std::pair{target.first(i), target.last(i)});
+            ranges.push_back(target.isEmpty(i) ? none : Ranges::value_type{target.first(i), target.last(i)});
         }
         EXPECT_EQ(ranges, expected) << voxels << " voxels, " << N << " bins";
     }
@@ -127,7 +128,7 @@ TEST(ExactAssignment, GivesTheTargetCountsInKeyOrderForAnyNumberOfThreads)
         EXPECT_EQ(bits_of(matched(2)), bits_of(after));
         EXPECT_EQ(bits_of(matched(7)), bits_of(after));
 
-        const tonalign::BinGeometry bins(before[0].getMinValue(), before[0].getMaxValue(), N);
+        const tonalign::BinGeometry bins(tonalign::intensity_range(before[0]), N);
         std::vector<std::vector<double>> keys_and_results;
         std::map<double, int> achieved;
         for (std::int64_t j = 0; j < after.blockSize(); ++j) {
@@ -153,7 +154,7 @@ TEST(ExactAssignment, GivesTheTargetCountsInKeyOrderForAnyNumberOfThreads)
         tonalign::RankRanges ranges(target, N);
         tonalign::reconcile_with_input(ranges, voxels == 0 ? -1 : voxels);
         for (int i = 1; i <= N; ++i) {
-            const int expected = ranges.isEmpty(i) ? 0 : ranges.last(i) - ranges.first(i) + 1;
+            const std::int64_t expected = ranges.isEmpty(i) ? 0 : ranges.last(i) - ranges.first(i) + 1;
             EXPECT_EQ(achieved[target[1][i]], expected) << "trial " << trial << ", bin " << i;
         }
     }

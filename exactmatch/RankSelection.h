@@ -1,0 +1,78 @@
+#pragma once
+
+#include "exactmatch/FeatureLevels.h"
+
+#include <cstdint>
+#include <span>
+
+namespace tonalign {
+
+/// Ranks the voxels of one bin, as far as anyone can tell the difference.
+///
+/// Columns are what the full sort would permute: positions[c] is the voxel in column c, keys[c] its sort key
+/// on the level that decides at present. A target range is a run of columns that receive one value, so within
+/// one range the order does not matter: a sub-range of columns that crosses no end of a target range is left
+/// as it is. Each partition that does run is the one of quicksort_feature_array, exchange by exchange, so
+/// every target range ends up with exactly the voxels that the full sort would put there, voxels with equal
+/// keys included.
+///
+/// Cost: a bin of n voxels with b range ends in it takes about n log b steps of a few nanoseconds; deeper
+/// levels are computed for the voxels that tie with a pivot only. Equal keys cost nothing extra: an entry
+/// that is found equal to its pivot belongs to the low side, whose largest key that pivot is, and is marked
+/// there. When a marked entry becomes a pivot, everything goes to its low side, and the whole partition is
+/// the exchange of the middle with the last, at constant cost.
+template <typename Position>
+class RankSelection
+{
+public:
+    /// Key of an entry known to equal the largest key of its sub-range on all levels. No finite value has it.
+    static constexpr std::uint64_t marked = ~std::uint64_t{0};
+
+    /// @param range_ends  last column of each target range, ascending
+    /// @param positions, keys  indexed by column; permuted and overwritten; not owned
+    RankSelection(const FeatureLevels& levels, std::span<const std::int64_t> range_ends, Position* positions,
+                  std::uint64_t* keys)
+        : m_levels(levels), m_range_ends(range_ends), m_positions(positions), m_keys(keys)
+    {
+    }
+
+    /// Whether the columns first..last belong to more than one target range.
+    bool crossesRangeEnd(std::int64_t first, std::int64_t last) const { return nextRangeEnd(first) < last; }
+
+    /// Ranks the columns first..last, whose keys are those of `level`; on lower levels their voxels are
+    /// equal.
+    void rank(std::int64_t first, std::int64_t last, int level);
+
+private:
+    /// A pivot that bounds a sub-range: its entries are above the lower bound and not above the upper.
+    struct Bound
+    {
+        bool exists = false;
+        Position position = 0;
+        std::uint64_t key = 0; ///< as in the entries of the sub-range
+    };
+
+    struct SubRange
+    {
+        std::int64_t first;
+        std::int64_t last;
+        int level; ///< deepest level that the keys hold
+        Bound lower;
+        Bound upper;
+    };
+
+    class Pivot;
+
+    void narrow(SubRange range);
+    void deepen(SubRange& range);
+    std::int64_t partition(const SubRange& range);
+    std::int64_t nextRangeEnd(std::int64_t column) const;
+    void exchange(std::int64_t a, std::int64_t b);
+
+    const FeatureLevels& m_levels;
+    std::span<const std::int64_t> m_range_ends;
+    Position* m_positions;
+    std::uint64_t* m_keys;
+};
+
+} // namespace tonalign
