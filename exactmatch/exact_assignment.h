@@ -6,7 +6,7 @@
 ///
 /// Every voxel outside the background (bin 1 of the volume's own histogram) is ranked strictly, by intensity
 /// and then by the responses to the shell filters; the target's bin values are handed out by rank. Voxels of
-/// equal intensity can thus receive different values. After B. Coltuc, P. Bolon and J.-M. Chassery, "Exact
+/// equal intensity can thus receive different values. After D. Coltuc, P. Bolon and J.-M. Chassery, "Exact
 /// histogram specification", IEEE Transactions on Image Processing 15 (2006).
 ///
 /// @param D1       feature stack of D1level volumes of equal extent, lowest index 0, no margin; level 0 is
