@@ -137,10 +137,13 @@ std::int64_t RankSelection<Position>::partition(const SubRange& range)
         }
         const std::uint64_t other_key = m_keys[next_low];
         const Position other_position = m_positions[next_low];
-        m_keys[j] = low ? other_key : key;
-        m_positions[j] = low ? other_position : position;
-        m_keys[next_low] = low ? key : other_key;
-        m_positions[next_low] = low ? position : other_position;
+        const auto all_if_low = std::uint64_t{0} - static_cast<std::uint64_t>(low);
+        const std::uint64_t key_change = (key ^ other_key) & all_if_low;
+        const Position position_change = (position ^ other_position) & static_cast<Position>(all_if_low);
+        m_keys[j] = key ^ key_change;
+        m_positions[j] = position ^ position_change;
+        m_keys[next_low] = other_key ^ key_change;
+        m_positions[next_low] = other_position ^ position_change;
         next_low += low ? 1 : 0;
     }
     exchange(next_low, range.last);

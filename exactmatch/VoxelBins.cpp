@@ -23,11 +23,11 @@ int slab_count(const Array3D<double>& volume, int bins)
 /// Whether all values are whole numbers.
 TONALIGN_WIDE bool are_whole(const double* values, int count)
 {
-    bool whole = true;
+    std::int64_t fractions = 0;
     for (int x = 0; x < count; ++x) {
-        whole &= std::floor(values[x]) == values[x];
+        fractions += std::floor(values[x]) != values[x] ? 1 : 0;
     }
-    return whole;
+    return fractions == 0;
 }
 
 } // namespace
