@@ -8,8 +8,7 @@
 
 /// The response of a whole volume to each filter of the bank.
 
-namespace
-{
+namespace {
 
 constexpr int side = 96;
 

@@ -18,8 +18,7 @@
 
 /// The exact stage on a volume in memory: as the run does it, and on a stored stack of filter responses.
 
-namespace
-{
+namespace {
 
 using namespace tonalign;
 

@@ -14,8 +14,7 @@
 
 /// Finding the bins of voxels, and counting them.
 
-namespace
-{
+namespace {
 
 using namespace tonalign;
 

@@ -15,8 +15,7 @@
 /// It writes the files that tonalign writes, so that the two can be timed and their bytes compared. Volumes
 /// are named by their .img files and are read in this machine's byte order.
 
-namespace
-{
+namespace {
 
 using namespace tonalign::test;
 

@@ -7,8 +7,7 @@
 #include <cstddef>
 #include <cstring>
 
-namespace tonalign::bench
-{
+namespace tonalign::bench {
 
 /// Fails the benchmark unless two volumes of one extent hold the same bits: the speed of a wrong result is
 /// not worth knowing.

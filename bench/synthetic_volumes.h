@@ -11,8 +11,7 @@
 #include <vector>
 
 /// Cubic volumes for the benchmarks, made in code: the same voxels on every machine for the same seed.
-namespace tonalign::bench
-{
+namespace tonalign::bench {
 
 /// A number in [0, 1). The standard distributions may differ between libraries; the engine may not.
 inline double unit_draw(std::mt19937_64& random)

@@ -16,8 +16,7 @@
 
 /// Reading, writing and scanning the voxels of a volume, without a disk in between.
 
-namespace
-{
+namespace {
 
 using namespace tonalign;
 

@@ -16,8 +16,7 @@
 /// for the filter's default, which leaves voxels below the mean intensity out of the histograms, or 0.
 /// ITK_GLOBAL_DEFAULT_NUMBER_OF_THREADS sets the number of threads.
 
-namespace
-{
+namespace {
 
 using Image = itk::Image<float, 3>;
 using Filter = itk::HistogramMatchingImageFilter<Image, Image>;
