@@ -1,5 +1,6 @@
 #include "tests/support/random_runs.h"
 #include "tests/support/run_process.h"
+#include "tests/support/scratch_files.h"
 
 #include <gtest/gtest.h>
 

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <system_error>
 
 namespace tonalign::test {
 
@@ -146,40 +143,6 @@ std::string analyze_base_name(const std::string& name)
         }
     }
     return name;
-}
-
-std::string read_file(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw std::runtime_error("cannot read " + path.string());
-    }
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-void write_file(const std::filesystem::path& path, const std::string& bytes)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (!file) {
-        throw std::runtime_error("cannot write " + path.string());
-    }
-}
-
-TemporaryDirectory::TemporaryDirectory()
-{
-    std::string name = (std::filesystem::temp_directory_path() / "tonalign-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("cannot make a temporary directory");
-    }
-    m_path = name;
-}
-
-TemporaryDirectory::~TemporaryDirectory()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
 }
 
 } // namespace tonalign::test

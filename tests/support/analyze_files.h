@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -69,23 +68,5 @@ std::string float_bytes(const std::vector<float>& values);
 
 /// A file name without an extension that starts with ".im" or ".hd" and has one letter more.
 std::string analyze_base_name(const std::string& name);
-
-std::string read_file(const std::filesystem::path& path);
-void write_file(const std::filesystem::path& path, const std::string& bytes);
-
-/// A directory of its own under the system's temporary one, removed with everything in it.
-class TemporaryDirectory
-{
-public:
-    TemporaryDirectory();
-    ~TemporaryDirectory();
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    const std::filesystem::path& path() const { return m_path; }
-
-private:
-    std::filesystem::path m_path;
-};
 
 } // namespace tonalign::test

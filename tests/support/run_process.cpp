@@ -1,6 +1,6 @@
 #include "tests/support/run_process.h"
 
-#include "tests/support/analyze_files.h"
+#include "tests/support/scratch_files.h"
 
 #include <cstdlib>
 #include <fcntl.h>

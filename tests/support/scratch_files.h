@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace tonalign::test {
@@ -12,32 +9,22 @@ namespace tonalign::test {
 class TemporaryDirectory
 {
 public:
-    TemporaryDirectory() { m_path = mkdtemp(m_path.data()); }
-    ~TemporaryDirectory() { std::filesystem::remove_all(m_path); }
-    std::filesystem::path path() const { return m_path; }
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::filesystem::path& path() const { return m_path; }
 
 private:
-    std::string m_path = std::filesystem::temp_directory_path() / "tonalign-XXXXXX";
+    std::filesystem::path m_path;
 };
 
-inline std::string read_file(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+/// A file as bytes. Both throw when the file cannot be read or written to its end.
+std::string read_file(const std::filesystem::path& path);
+void write_file(const std::filesystem::path& path, const std::string& bytes);
 
-inline void write_file(const std::filesystem::path& path, const std::string& bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-inline std::string from_hex(const std::string& digits)
-{
-    std::string bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    }
-    return bytes;
-}
+/// The bytes that pairs of hexadecimal digits stand for.
+std::string from_hex(const std::string& digits);
 
 } // namespace tonalign::test
