@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <limits>
+#include <sstream>
 
 namespace tonalign {
 
@@ -79,9 +80,10 @@ void require_sigma(const RunParameters& parameters)
 {
     constexpr double longest_kernel = std::numeric_limits<int>::max() - 1;
     if (!std::isfinite(parameters.sigma1) || smoothing_kernel_length(parameters.sigma1) > longest_kernel) {
-        std::cerr << "tonalign: argument sigma is " << parameters.sigma1;
-        end_process(std::cerr, {", but a finite number of bins below 214748364 is expected\n"},
-                    ExitStatus::failure);
+        std::ostringstream message;
+        message << "argument sigma is " << parameters.sigma1
+                << ", but a finite number of bins below 214748364 is expected";
+        refuse(message.str());
     }
 }
 
