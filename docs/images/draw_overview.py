@@ -56,17 +56,17 @@ def main():
     figure = pyplot.figure(figsize=(7.5, 6.2), dpi=80, constrained_layout=True)
     grid = figure.add_gridspec(2, 3, height_ratios=(3, 2))
     for column, (name, title) in enumerate(
-        (("scan", "input"), ("average", "target"), ("scan-matched", "input after matching"))
+        (("brain", "input"), ("average", "target"), ("brain-matched", "input after matching"))
     ):
         draw_slice(figure.add_subplot(grid[0, column]), demo / name, title)
 
     axes = figure.add_subplot(grid[1, :])
-    draw_histogram(axes, demo / "scan.hist", "input", color="0.6", linewidth=0.8)
+    draw_histogram(axes, demo / "brain.hist", "input", color="0.6", linewidth=0.8)
     draw_histogram(axes, demo / "average-mapped.hist", "target", color="tab:orange", linewidth=4)
-    draw_histogram(axes, demo / "scan-matched.hist", "input after matching", color="black", linewidth=1)
+    draw_histogram(axes, demo / "brain-matched.hist", "input after matching", color="black", linewidth=1)
     axes.set_xlabel("bin, 1 (the background) left out")
     axes.set_ylabel("frequency")
-    axes.set_xlim(1, len(frequencies(demo / "scan.hist")))
+    axes.set_xlim(1, len(frequencies(demo / "brain.hist")))
     axes.set_ylim(bottom=0)
     axes.legend(frameon=False, loc="upper left")
     for side in ("top", "right"):
