@@ -22,7 +22,8 @@ void diff_vector_vector(double* a, double* b, double* c);
 /// n = v / |v|, or v itself where its computed length is 0; n may be v.
 void calcunitvector(double* v, double* n);
 
-/// The angle between two directions in radians, 0 to pi; not-a-number when one of them is the zero vector.
+/// The angle between two directions in radians, 0 to pi; not-a-number when one of them is the zero vector or
+/// so short that the product of their squared lengths underflows.
 double anglebetweenvectors(double* a, double* b);
 
 // Products, copies and diagonals. A product is added up from 0 in increasing order of the summation index.

@@ -49,6 +49,9 @@ TEST(Vectors, ProductsDifferencesAndAngles)
     }
     Vector<double> zero = {0, 0, 0};
     EXPECT_TRUE(std::isnan(anglebetweenvectors(a, zero)));
+    Vector<double> short_x = {1e-100, 0, 0};
+    Vector<double> short_diagonal = {1e-100, 1e-100, 0};
+    EXPECT_TRUE(std::isnan(anglebetweenvectors(short_x, short_diagonal)));
 }
 
 TEST(Vectors, UnitVectorsKeepTheDirectionAndTheZeroVector)
