@@ -112,7 +112,7 @@ public:
 
     /// Reads filename.hdr. Voxel spacings <= 0 become 1.
     ///
-    /// Besides unreadable files this refuses element types other than unsigned 8-bit and sizes below 1; the
+    /// Besides unreadable files this refuses element types other than unsigned 8-bit and negative sizes; the
     /// image then stays as it was. When neither byte order gives a header size of 348 the process ends with
     /// status 0. Voxels of an earlier image are dropped when they are too few for the new sizes, else they
     /// stay, meaningless, until ReadAnalyzeData().

@@ -86,9 +86,9 @@ int Image::ReadAnalyzeHeader()
         return 0;
     }
     const std::int16_t* const dim = record.dime.dim;
-    if (std::min({dim[1], dim[2], dim[3]}) < 1) {
+    if (std::min({dim[1], dim[2], dim[3]}) < 0) {
         return refused(name + ": the volume is " + std::to_string(dim[1]) + " x " + std::to_string(dim[2]) +
-                       " x " + std::to_string(dim[3]) + " voxels, but each size must be at least 1");
+                       " x " + std::to_string(dim[3]) + " voxels, but no size may be negative");
     }
     for (int axis = 1; axis <= 3; ++axis) {
         float& spacing = record.dime.pixdim[axis];

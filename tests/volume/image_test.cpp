@@ -171,7 +171,6 @@ TEST_F(ImageFiles, BadPairsAreRefusedAndLeaveAnImageThatIsSafeToUse)
         {"no header", "", "12345678", "Error: cannot open header file", "", false},
         {"short header", good.substr(0, 347), "12345678", "Error", "", false},
         {"16-bit voxels", with_bytes(good, 70, "\0\4"), "12345678", "", "image not u_char\n", false},
-        {"a size of 0", with_bytes(good, 44, "\0\0"), "12345678", "", "2 x 0 x 2", false},
         {"a negative size", with_bytes(good, 46, "\xFF\xFE"), "12345678", "", "2 x 2 x -2", false},
         {"no voxel file", good, nullptr, "Error: cannot open image file", "", true},
         {"a byte short", good, "1234567", "Error", "holds 7 bytes, but its header needs 8", true},
@@ -244,6 +243,10 @@ TEST_F(ImageFiles, FailedWritesAreReportedAndAnImageWithoutAHeaderGetsOne)
     EXPECT_EQ(captured([&] { return empty.Save(path("empty").c_str()); }).result, 1);
     EXPECT_EQ(file_bytes(path("empty.hdr")), big_endian_header(0, 0, 0));
     EXPECT_EQ(std::filesystem::file_size(path("empty.img")), 0U);
+    Image loaded(1, 1, 1);
+    EXPECT_EQ(captured([&] { return loaded.Load(path("empty").c_str()); }).result, 1);
+    EXPECT_EQ(loaded.nx + loaded.ny + loaded.nz, 0);
+    EXPECT_EQ(loaded.curmax, 255);
 
     Image image(1, 1, 1);
     EXPECT_EQ(captured([&] { return image.Save(path("missing/x").c_str()); }).out,
