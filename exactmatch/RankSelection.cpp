@@ -2,10 +2,23 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace tonalign {
+
+namespace {
+
+/// Partitions that a range may take: four times the depth of an even split, which sub-ranges that pivots
+/// split by chance hardly ever reach.
+int patience_for(std::int64_t first, std::int64_t last)
+{
+    return 4 * static_cast<int>(std::bit_width(static_cast<std::uint64_t>(last - first + 1)));
+}
+
+} // namespace
 
 /// A partition's pivot; its keys on the deeper levels are computed when the first tie asks for them.
 template <typename Position>
@@ -51,7 +64,7 @@ private:
 template <typename Position>
 void RankSelection<Position>::rank(std::int64_t first, std::int64_t last, int level)
 {
-    narrow({first, last, level, {}, {}});
+    narrow({first, last, level, patience_for(first, last), {}, {}});
 }
 
 /// The recursion of the full sort, into the sub-ranges that a range end falls into. Recursing into the
@@ -75,10 +88,16 @@ void RankSelection<Position>::narrow(SubRange range)
         if (range_end >= range.last) {
             return;
         }
+        if (range.patience-- == 0) {
+            if (sortOtherwise(range)) {
+                return;
+            }
+            range.patience = patience_for(range.first, range.last);
+        }
         const Bound pivot = {true, m_positions[range.last], m_keys[range.last]};
         const std::int64_t column = partition(range);
-        SubRange low = {range.first, column - 1, range.level, range.lower, pivot};
-        SubRange high = {column + 1, range.last, range.level, pivot, range.upper};
+        SubRange low = {range.first, column - 1, range.level, range.patience, range.lower, pivot};
+        SubRange high = {column + 1, range.last, range.level, range.patience, pivot, range.upper};
         if (low.last - low.first > high.last - high.first) {
             std::swap(low, high);
         }
@@ -91,6 +110,60 @@ void RankSelection<Position>::narrow(SubRange range)
             return;
         }
         deepen(range);
+    }
+}
+
+/// Sorts the sub-range without regard to the documented exchanges. False, and nothing is changed, when equal
+/// keys on both sides of a range end make these decide a value, or when there is no memory for it.
+template <typename Position>
+bool RankSelection<Position>::sortOtherwise(const SubRange& range)
+{
+    std::vector<Entry> entries;
+    try {
+        entries.reserve(static_cast<std::size_t>(range.last - range.first + 1));
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    for (std::int64_t c = range.first; c <= range.last; ++c) {
+        entries.push_back({m_keys[c], m_positions[c]});
+    }
+    if (!sortAcrossRangeEnds(entries, range.first, range.level)) {
+        return false;
+    }
+    std::transform(entries.begin(), entries.end(), m_positions + range.first,
+                   [](const Entry& entry) { return entry.position; });
+    return true;
+}
+
+/// Sorts the entries of the columns from `column` on by their keys, and by further levels where equal keys
+/// lie on both sides of a range end; false when no level tells these apart.
+template <typename Position>
+bool RankSelection<Position>::sortAcrossRangeEnds(std::span<Entry> entries, std::int64_t column, int level)
+{
+    const auto by_key = [](const Entry& a, const Entry& b) { return a.key < b.key; };
+    std::sort(entries.begin(), entries.end(), by_key);
+    while (true) {
+        const std::int64_t before_end = nextRangeEnd(column) - column;
+        if (before_end >= static_cast<std::int64_t>(entries.size()) - 1) {
+            return true;
+        }
+        const auto at_end = entries.begin() + before_end;
+        auto settled = at_end + 1;
+        if (at_end->key == settled->key) {
+            if (at_end->key == marked || level + 1 == feature_levels) {
+                return false;
+            }
+            const auto [group, group_end] = std::equal_range(entries.begin(), entries.end(), *at_end, by_key);
+            for (auto entry = group; entry != group_end; ++entry) {
+                entry->key = m_levels.key(level + 1, entry->position);
+            }
+            if (!sortAcrossRangeEnds({group, group_end}, column + (group - entries.begin()), level + 1)) {
+                return false;
+            }
+            settled = group_end;
+        }
+        column += settled - entries.begin();
+        entries = {settled, entries.end()};
     }
 }
 

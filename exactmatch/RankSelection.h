@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace tonalign {
 
@@ -17,10 +18,16 @@ namespace tonalign {
 /// keys included.
 ///
 /// Cost: a bin of n voxels with b range ends in it takes about n log b steps of a few nanoseconds; deeper
-/// levels are computed for the voxels that tie with a pivot only. Equal keys cost nothing extra: an entry
-/// that is found equal to its pivot belongs to the low side, whose largest key that pivot is, and is marked
-/// there. When a marked entry becomes a pivot, everything goes to its low side, and the whole partition is
-/// the exchange of the middle with the last, at constant cost.
+/// levels are computed for the voxels that tie with a pivot only. Equal keys cost their levels, a few hundred
+/// nanoseconds a voxel, and not the square of their number: an entry that is found equal to its pivot belongs
+/// to the low side, whose largest key that pivot is, and is marked there. When a marked entry becomes a
+/// pivot, everything goes to its low side, and the whole partition is the exchange of the middle with the
+/// last, at constant cost.
+///
+/// Some arrangements, intensities that fall and rise again for one, make the middle a poor pivot over and
+/// over and the documented sort quadratic. After too many partitions a sub-range is therefore sorted by
+/// another method where that gives the same values, that is, unless equal keys lie on both sides of a range
+/// end. This alone takes further memory, 16 bytes per entry of the sub-range.
 template <typename Position>
 class RankSelection
 {
@@ -56,14 +63,23 @@ private:
     {
         std::int64_t first;
         std::int64_t last;
-        int level; ///< deepest level that the keys hold
+        int level;    ///< deepest level that the keys hold
+        int patience; ///< partitions before another method is tried
         Bound lower;
         Bound upper;
     };
 
     class Pivot;
 
+    struct Entry
+    {
+        std::uint64_t key;
+        Position position;
+    };
+
     void narrow(SubRange range);
+    bool sortOtherwise(const SubRange& range);
+    bool sortAcrossRangeEnds(std::span<Entry> entries, std::int64_t column, int level);
     void deepen(SubRange& range);
     std::int64_t partition(const SubRange& range);
     std::int64_t nextRangeEnd(std::int64_t column) const;

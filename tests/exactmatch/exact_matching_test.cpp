@@ -46,6 +46,10 @@ const std::pair<const char*, Voxel> kinds[] = {
     {"one plateau", [](int x, int, int, Random&) { return x == 0 ? 0.0 : 7.0; }},
     {"plateau and specks",
      [](int, int, int, Random& r) { return r() % 20 == 0 ? static_cast<double>(r() % 9) : 4.0; }},
+    {"falling and rising",
+     [](int x, int y, int z, Random&) { return std::abs(x + 16 * y + 256 * z - 700.3); }},
+    {"falling and rising row by row",
+     [](int, int y, int z, Random&) { return std::abs(16 * y + 256 * z - 1400.3); }},
     {"both zeros",
      [](int, int, int, Random& r) { return r() % 3 == 0 ? -0.0 : static_cast<double>(r() % 2); }},
 };
@@ -125,9 +129,12 @@ TEST(ExactMatching, EqualsTheAssignmentOnAStoredFeatureStack)
 /// documented one, columns with equal keys included.
 TEST(RankSelection, LeavesTheArrangementOfTheFullSort)
 {
+    constexpr int nx = 4;
+    constexpr int ny = 12;
+    constexpr int nz = 11;
     Random random(11);
     for (const auto& [kind, voxel] : kinds) {
-        const Array3D<double> volume = make_volume(voxel, 9, 8, 7, random);
+        const Array3D<double> volume = make_volume(voxel, nx, ny, nz, random);
         const auto n = static_cast<int>(volume.blockSize());
         Stack stack = feature_stack(volume);
         tonalign::OffsetMatrix<int> indexarray(3, n);
@@ -136,9 +143,9 @@ TEST(RankSelection, LeavesTheArrangementOfTheFullSort)
         std::vector<std::int64_t> range_ends(positions.size());
         for (int c = 0; c < n; ++c) {
             const auto i = static_cast<std::size_t>(c);
-            indexarray[1][c + 1] = c % 9;
-            indexarray[2][c + 1] = c / 9 % 8;
-            indexarray[3][c + 1] = c / 72;
+            indexarray[1][c + 1] = c % nx;
+            indexarray[2][c + 1] = c / nx % ny;
+            indexarray[3][c + 1] = c / (nx * ny);
             positions[i] = i;
             keys[i] = tonalign::sort_key(volume.block()[c]);
             range_ends[i] = c;
@@ -149,7 +156,7 @@ TEST(RankSelection, LeavesTheArrangementOfTheFullSort)
         quicksort_feature_array(stack.data(), tonalign::feature_levels, indexarray, 1, n);
         for (int c = 0; c < n; ++c) {
             const auto expected = static_cast<std::uint64_t>(
-                (indexarray[3][c + 1] * 8 + indexarray[2][c + 1]) * 9 + indexarray[1][c + 1]);
+                (indexarray[3][c + 1] * ny + indexarray[2][c + 1]) * nx + indexarray[1][c + 1]);
             ASSERT_EQ(positions[static_cast<std::size_t>(c)], expected) << kind << ", column " << c;
         }
     }
