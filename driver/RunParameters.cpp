@@ -135,7 +135,8 @@ void print_parameters(const RunParameters& p)
     if (target_volume) {
         std::cout << "outputfile2_hist\t" << p.outputfile2_hist << '\n';
     }
-    std::cout << "\n\n";
+    // A run that memory exhaustion kills should at least have said what it was asked for.
+    std::cout << "\n\n" << std::flush;
 }
 
 void require_usable_parameters(const RunParameters& parameters)

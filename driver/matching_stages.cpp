@@ -33,9 +33,11 @@ HistogramArray histogram_to_reach(const MatchingRun& run)
     if (!p.hasTargetVolume()) {
         return run.hist2.copy();
     }
-    HistogramArray hist2 = smoothed_copy(run.hist2, p);
+    HistogramArray hist2(p.Nbins);
     if (p.matchesEndpoints() && p.sigma1 > 0.0) {
         compute_histogram(run.target.voxels, run.target.range, p.sigma1, hist2, p.Nbins);
+    } else {
+        hist2 = smoothed_copy(run.hist2, p);
     }
     hist2[1][p.Nbins] = run.target.range.maximum;
     return hist2;

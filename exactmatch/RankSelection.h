@@ -10,12 +10,12 @@ namespace tonalign {
 
 /// Ranks the voxels of one bin, as far as anyone can tell the difference.
 ///
-/// Columns are what the full sort would permute: positions[c] is the voxel in column c, keys[c] its sort key
-/// on the level that decides at present. A target range is a run of columns that receive one value, so within
-/// one range the order does not matter: a sub-range of columns that crosses no end of a target range is left
-/// as it is. Each partition that does run is the one of quicksort_feature_array, exchange by exchange, so
-/// every target range ends up with exactly the voxels that the full sort would put there, voxels with equal
-/// keys included.
+/// Columns are what the full sort would permute: positions[c] is the voxel in column c, keys[c] what
+/// orders it on the levels that decide at present. A target range is a run of columns that receive one value,
+/// so within one range the order does not matter: a sub-range of columns that crosses no end of a target
+/// range is left as it is. Each partition that does run is the one of quicksort_feature_array, exchange by
+/// exchange, so every target range ends up with exactly the voxels that the full sort would put there, voxels
+/// with equal keys included.
 ///
 /// Cost: a bin of n voxels with b range ends in it takes about n log b steps of a few nanoseconds; deeper
 /// levels are computed for the voxels that tie with a pivot only. Equal keys cost their levels, a few hundred
@@ -46,8 +46,7 @@ public:
     /// Whether the columns first..last belong to more than one target range.
     bool crossesRangeEnd(std::int64_t first, std::int64_t last) const { return nextRangeEnd(first) < last; }
 
-    /// Ranks the columns first..last, whose keys are those of `level`; on lower levels their voxels are
-    /// equal.
+    /// Ranks the columns first..last, whose keys order their voxels by all levels up to `level`.
     void rank(std::int64_t first, std::int64_t last, int level);
 
 private:

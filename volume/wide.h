@@ -13,13 +13,16 @@
 #define TONALIGN_WIDE
 #endif
 
+#include <cstddef>
+
 namespace tonalign {
 
 /// Four adjacent doubles of a row, operated on side by side. For the kernels that compilers, left alone, do
 /// not vectorise along the row.
 using Lanes = double __attribute__((vector_size(32)));
-inline constexpr int lane_count = 4;
+inline constexpr std::ptrdiff_t lane_count = 4;
 
+/// Lanes at any address of a double array.
 using UnalignedLanes = double __attribute__((vector_size(32), aligned(8), may_alias));
 
 /// The four doubles from p on; no alignment is asked of p.
