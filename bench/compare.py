@@ -242,11 +242,18 @@ def ratio(first, second):
 def distance(volume, reference):
     command = [PYTHON, HERE / "histogram_distance.py", volume, reference]
     output = subprocess.run(command, check=True, capture_output=True, text=True).stdout
-    return "{:.5f} | {:.5f}".format(*map(float, output.split()))
+    return "{:.2g} | {:.2g}".format(*map(float, output.split()))
+
+
+def print_machine(place):
+    model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    print(f"\nMeasured on {model[1] if model else 'an unnamed processor'}, {os.cpu_count()} of them, "
+          f"{BINS} bins, warm files.")
 
 
 def print_run(run):
     print(f"\n### {run.title}\n")
+    print(f"Load of the machine, ours included: {os.getloadavg()[1]:.1f} over five minutes.\n")
     print("| program | threads | rounds | seconds | least to most | processor seconds | peak MB "
           "| bytes per input voxel | distance | running sums |")
     print("|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|")
@@ -309,6 +316,7 @@ def main():
     place.results.mkdir(exist_ok=True)
     for file in chosen.volumes.glob("*.img"):
         warm(file)
+    print_machine(place)
     all_met = True
     for run in runs:
         if chosen.only and run.key not in chosen.only:
