@@ -1,5 +1,6 @@
 #include "tests/support/analyze_files.h"
 #include "tests/support/plain_matching.h"
+#include "tests/support/scratch_files.h"
 
 #include <cstdint>
 #include <cstdio>
