@@ -10,11 +10,11 @@
 #include "exactmatch/VoxelBins.h"
 #include "exactmatch/rank_ranges.h"
 #include "histogram/BinGeometry.h"
-#include "histogram/HistogramArray.h"
 
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <vector>
 
 namespace tonalign {
 
@@ -32,14 +32,10 @@ struct TargetRanges
 
 TargetRanges target_ranges(const VoxelBins& voxels, double** hist2, int N)
 {
-    HistogramArray counts(N);
-    for (int i = 1; i <= N; ++i) {
-        counts[2][i] = i == 1 ? 0.0 : static_cast<double>(voxels.count(i));
-    }
-    const RankRanges input(counts, N);
     round_to_counts(hist2, N, static_cast<double>(voxels.foreground()));
     RankRanges target(hist2, N);
-    reconcile_with_input(target, input.last(input.lastBin()));
+    constexpr std::int64_t no_rank = -1; // as the last rank of bins that are all empty
+    reconcile_with_input(target, voxels.foreground() > 0 ? voxels.foreground() : no_rank);
 
     TargetRanges ranges;
     for (int i = 1; i <= N; ++i) {
