@@ -2,6 +2,7 @@
 
 #include "driver/histogram_files.h"
 #include "driver/requirements.h"
+#include "failure/unattended_run.h"
 #include "histogram/histogram.h"
 #include "volume/AnalyzeImage.h"
 #include "volume/wide.h"
@@ -101,6 +102,7 @@ void save_volume(RunVolume& volume, const std::string& name)
 
 void load_volumes(MatchingRun& run)
 {
+    enter_stage("reading the inputs");
     const RunParameters& p = run.parameters;
     if (!p.hasTargetVolume()) {
         // First, since its refusals should not wait for the volumes.
@@ -116,6 +118,7 @@ void load_volumes(MatchingRun& run)
 
 void compute_initial_histograms(MatchingRun& run)
 {
+    enter_stage("computing the histograms before the change");
     const RunParameters& p = run.parameters;
     run.hist1 = HistogramArray(p.Nbins);
     compute_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
@@ -141,6 +144,7 @@ void compute_initial_histograms(MatchingRun& run)
 
 void map_to_output_range(MatchingRun& run)
 {
+    enter_stage("mapping the volumes to the output range");
     const IntensityRange range = common_range(run);
     require_mappable_range(range, run.parameters);
     const double factor = output_maximum / (range.maximum - range.minimum);
@@ -152,6 +156,7 @@ void map_to_output_range(MatchingRun& run)
 
 void compute_final_histograms(MatchingRun& run)
 {
+    enter_stage("computing the histograms after the change");
     const RunParameters& p = run.parameters;
     compute_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
@@ -165,6 +170,7 @@ void compute_final_histograms(MatchingRun& run)
 
 void save_volumes(MatchingRun& run)
 {
+    enter_stage("saving the volumes");
     std::cout << "*****IMAGES ARE BEING SAVED*****\n\n";
     save_volume(run.input, run.parameters.outputfile1);
     if (run.parameters.hasTargetVolume()) {

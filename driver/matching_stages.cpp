@@ -2,6 +2,7 @@
 
 #include "driver/requirements.h"
 #include "exactmatch/exact_matching.h"
+#include "failure/unattended_run.h"
 #include "histogram/dynamic_range.h"
 #include "histogram/histogram.h"
 
@@ -51,6 +52,7 @@ void match_endpoints(MatchingRun& run)
     if (!p.matchesEndpoints()) {
         return;
     }
+    enter_stage("matching the endpoints");
     std::cout << "*****MATCHING HISTOGRAM ENDPOINTS*****\n";
     const HistogramArray hist1 = smoothed_copy(run.hist1, p);
     const HistogramArray hist2 = smoothed_copy(run.hist2, p);
@@ -68,6 +70,7 @@ void match_histograms(MatchingRun& run)
     if (!p.matchesHistogram()) {
         return;
     }
+    enter_stage("matching the histograms");
     std::cout << "*****MATCHING HISTOGRAMS*****\n";
     // The assignment leaves counts in what it is given; the reports still need the frequencies.
     HistogramArray hist2 = histogram_to_reach(run);

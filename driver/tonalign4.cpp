@@ -1,6 +1,7 @@
 #include "driver/MatchingRun.h"
 #include "driver/RunParameters.h"
 #include "driver/reports.h"
+#include "failure/unattended_run.h"
 
 #include <iostream>
 
@@ -8,6 +9,7 @@ int main(int argc, char** argv)
 {
     using namespace tonalign;
 
+    prepare_for_unattended_run();
     const RunClock clock;
     echo_arguments(argc, argv);
     const RunParameters parameters = parse_arguments(argc, argv);

@@ -1,0 +1,67 @@
+#include "failure/unattended_run.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+
+namespace tonalign {
+
+namespace {
+
+// The one state that outlives a call: an uncaught exception leaves no other way to know where the run was.
+std::atomic<const char*> current_stage = "starting";
+std::atomic<std::terminate_handler> runtime_handler = nullptr;
+std::atomic_flag told = ATOMIC_FLAG_INIT;
+
+/// Past the streams, which might want memory.
+void write_to_standard_error(const char* text)
+{
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text, std::strlen(text));
+}
+
+void tell_of_exhausted_memory()
+{
+    // Several threads may run out of memory at once.
+    if (told.test_and_set()) {
+        return;
+    }
+    write_to_standard_error("tonalign: memory ran out while ");
+    write_to_standard_error(current_stage);
+    write_to_standard_error("\n");
+}
+
+[[noreturn]] void end_abnormally()
+{
+    if (std::current_exception()) {
+        try {
+            throw;
+        } catch (const std::bad_alloc&) {
+            tell_of_exhausted_memory();
+        } catch (...) {
+            // The runtime tells of every other exception by itself.
+        }
+    }
+    const std::terminate_handler handler = runtime_handler;
+    handler();
+    std::abort();
+}
+
+} // namespace
+
+void prepare_for_unattended_run()
+{
+    runtime_handler = std::set_terminate(end_abnormally);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+void enter_stage(const char* stage)
+{
+    current_stage = stage;
+}
+
+} // namespace tonalign
