@@ -1,6 +1,7 @@
 #include "driver/histogram_files.h"
 
 #include "failure/end_process.h"
+#include "volume/OutputFile.h"
 
 #include <cmath>
 #include <cstdint>
@@ -32,12 +33,16 @@ std::string text_of(double value)
 
 void save_array(double** hist1, int N, const char* filename)
 {
-    std::ofstream file;
+    tonalign::OutputFile output(filename);
+    if (!output.opened()) {
+        return;
+    }
+    std::ofstream& file = output.begin();
     file.precision(exact_digits);
-    file.open(filename);
     for (int i = 1; i <= N; ++i) {
         file << hist1[1][i] << '\t' << hist1[2][i] << '\n';
     }
+    output.keep();
 }
 
 void load_array(double** hist1, int N, const char* filename)

@@ -2,11 +2,11 @@
 
 /// Histogram files: plain text, one line per bin, bin centre, a tab, the bin's value.
 
-/// Writes bins 1..N of a histogram array, creating or truncating the file.
+/// Writes bins 1..N of a histogram array, creating or replacing the file.
 ///
 /// Every number is written with up to 128 significant digits, which is its exact decimal value, so reading it
-/// back gives the same bits. A file that cannot be created is passed over silently. Column N+1 is not
-/// written.
+/// back gives the same bits. A file that cannot be created or written to its end is passed over silently,
+/// and leaves what was there before. Column N+1 is not written.
 void save_array(double** hist1, int N, const char* filename);
 
 /// Reads bins 1..N into rows 1 and 2 of a histogram array.

@@ -4,6 +4,10 @@
 
 #include <iosfwd>
 
+namespace tonalign {
+class OutputFile;
+}
+
 /// The 348-byte Analyze 7.5 header record and the flag that its voxel file is in the other byte order.
 ///
 /// The record's fields are public, as every program that deals with the format knows them. The flag is set
@@ -110,9 +114,17 @@ public:
     /// Reads the record from a file; 0 and a message on standard error when it cannot be opened, else 1.
     int load(const char* file, std::streamoff byteoffset);
 
-    /// Creates or truncates a file and writes the record; 0 and a message on standard error when it cannot be
-    /// opened, else 1.
+    /// Creates or replaces a file with the record; 0 and a message on standard error when it cannot be
+    /// opened, else 1. A file that cannot be written whole is reported there too, and leaves what was there
+    /// before.
     int save(const char* file, std::streamoff byteoffset) const;
+
+    /// Writes the record to a file that is not kept yet, and closes it; whether it is whole. Failures are
+    /// reported on standard error, as by save(file, byteoffset).
+    bool write(tonalign::OutputFile& output, std::streamoff byteoffset) const;
+
+    /// What is reported on standard error of a header file that could not be written whole.
+    static void reportWriteError();
 
     /// save(file, 0).
     int saveAnalyzeHeader(const char* file) const { return save(file, 0); }

@@ -1,6 +1,7 @@
 #include "volume/AnalyzeHeader.h"
 
 #include "failure/end_process.h"
+#include "volume/OutputFile.h"
 
 #include <fstream>
 #include <iostream>
@@ -23,6 +24,11 @@ int AnalyzeHeader::load(std::ifstream& fin, std::streamoff byteoffset)
     return 1;
 }
 
+void AnalyzeHeader::reportWriteError()
+{
+    std::cerr << "AnalyzeHeader::save  write error\n";
+}
+
 int AnalyzeHeader::save(std::ofstream& fout, std::streamoff byteoffset) const
 {
     if (!fout) {
@@ -38,7 +44,7 @@ int AnalyzeHeader::save(std::ofstream& fout, std::streamoff byteoffset) const
     // A full disk shows only when the buffered bytes leave the stream.
     fout.flush();
     if (!fout) {
-        std::cerr << "AnalyzeHeader::save  write error\n";
+        reportWriteError();
     }
     return 1;
 }
@@ -54,15 +60,30 @@ int AnalyzeHeader::load(const char* file, std::streamoff byteoffset)
     return 1;
 }
 
+bool AnalyzeHeader::write(tonalign::OutputFile& output, std::streamoff byteoffset) const
+{
+    if (!output.opened()) {
+        std::cerr << " File could not be opened or already exists\n";
+        return false;
+    }
+    std::ofstream& fout = output.begin();
+    save(fout, byteoffset);
+    const bool reported = !fout;
+    const bool whole = output.close();
+    if (!whole && !reported) {
+        reportWriteError();
+    }
+    return whole;
+}
+
 int AnalyzeHeader::save(const char* file, std::streamoff byteoffset) const
 {
-    std::ofstream fout(file, std::ios::binary);
-    if (!fout) {
-        std::cerr << " File could not be opened or already exists\n";
-        return 0;
+    tonalign::OutputFile output(file);
+    const bool opened = output.opened();
+    if (write(output, byteoffset) && !output.keep()) {
+        reportWriteError();
     }
-    save(fout, byteoffset);
-    return 1;
+    return opened ? 1 : 0;
 }
 
 int AnalyzeHeader::readAnalyzeHeader(const char* file, int byteSwap)

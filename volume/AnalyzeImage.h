@@ -4,6 +4,7 @@
 #include "volume/AnalyzeHeader.h"
 #include "volume/Array3D.h"
 #include "volume/ElementType.h"
+#include "volume/OutputFile.h"
 #include "volume/voxel_file.h"
 
 #include <fstream>
@@ -64,11 +65,17 @@ public:
     /// allocated box, decide how many voxels are written.
     int saveAnalyzeImageData();
 
-    /// Writes the header, then the voxels, whatever the first gave.
+    /// Writes the header, then the voxels, and puts both files in place or, when one of them could not be
+    /// written whole, neither. The image is tried whatever the header gave, so that its failure is told too.
     int Save()
     {
-        saveAnalyzeImageHeader();
-        return saveAnalyzeImageData();
+        requireNameOfHeaderToSave();
+        tonalign::OutputFile header(headername);
+        H.write(header, 0);
+        if (!imagename.ends_with(".img") || elementType() == nullptr) {
+            header.discard(); // the process ends in the next call
+        }
+        return saveImage(&header);
     }
 
     /// setAnalyzeFileName(file), then Save().
@@ -110,6 +117,8 @@ private:
     void requireName(const std::string& name, const char* extension, const char* inside,
                      const char* attempt) const;
     [[noreturn]] void endUnopened(const char* inside) const;
+    void requireNameOfHeaderToSave() const;
+    int saveImage(tonalign::OutputFile* header);
 };
 
 template <typename T>
@@ -165,6 +174,7 @@ int AnalyzeImage<T>::readImageData()
     if (!H.hasBeenReadFromFile()) {
         readAnalyzeImageHeader();
     }
+    tonalign::require_no_special_file(imagename);
     std::ifstream file(imagename, std::ios::binary);
     if (!file) {
         endUnopened("  Inside  AnalyzeImage::readAnalyzeImageData() ");
@@ -187,15 +197,28 @@ int AnalyzeImage<T>::readImageData()
 }
 
 template <typename T>
-int AnalyzeImage<T>::saveAnalyzeImageHeader()
+void AnalyzeImage<T>::requireNameOfHeaderToSave() const
 {
     requireName(headername, ".hdr", " Inside  AnalyzeImage::SaveAnalyzeHeader() ",
                 " Attempt to save header without setting header filename ");
+}
+
+template <typename T>
+int AnalyzeImage<T>::saveAnalyzeImageHeader()
+{
+    requireNameOfHeaderToSave();
     return H.saveAnalyzeHeader(headername.c_str());
 }
 
 template <typename T>
 int AnalyzeImage<T>::saveAnalyzeImageData()
+{
+    return saveImage(nullptr);
+}
+
+/// Writes D to imagename; with a header, which is written or given up already, keeps both or neither.
+template <typename T>
+int AnalyzeImage<T>::saveImage(tonalign::OutputFile* header)
 {
     std::cout << " Inside AnalyzeImage::saveAnalyzeImageData() \n";
     requireName(imagename, ".img", " Inside  AnalyzeImage::saveAnalyzeImageData() ",
@@ -206,14 +229,16 @@ int AnalyzeImage<T>::saveAnalyzeImageData()
                               tonalign::ExitStatus::success);
     }
     const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
-    std::ofstream file(imagename, std::ios::binary);
-    if (!file) {
+    tonalign::OutputFile image(imagename);
+    if (!image.opened()) {
+        if (header != nullptr) {
+            header->discard();
+        }
         endUnopened("  Inside  AnalyzeImage::saveAnalyzeImageData() ");
     }
     std::cout << " File " << imagename << " opened successfully \n"
               << " size_of_data_in_bytes = " << count * type->bytes() << '\n';
-    tonalign::write_voxels(file, *type, D.block(), count);
-    if (!file) {
+    if (!tonalign::save_voxels(image, header, *type, D.block(), count)) {
         std::cout << "the file seems to be written....but the out stream failed after write."
                      " Have to debug this. Check Data for validity.";
     }

@@ -11,6 +11,10 @@
 #include <string>
 #include <vector>
 
+namespace tonalign {
+class OutputFile;
+}
+
 /// An unsigned 8-bit volume with an Analyze 7.5 reader and writer of its own.
 ///
 /// Voxel (x, y, z) is data[z * nx * ny + y * nx + x], indices from 0. Headers are read in either byte order
@@ -70,8 +74,9 @@ public:
     /// voxels (`data` is null). A buffer that is large enough is used again, a smaller one replaced.
     int Load(const char* file);
 
-    /// Writes the pair that `file` names, over existing files if need be. An image without a header is given
-    /// the default one first; otherwise the header is written as it is (UpdateAnalyzeHeader() refreshes it).
+    /// Writes the pair that `file` names, over existing files if need be; both files or, on failure, neither.
+    /// An image without a header is given the default one first; otherwise the header is written as it is
+    /// (UpdateAnalyzeHeader() refreshes it).
     ///
     /// Refused before any file is touched: an image whose voxels are absent, sizes that the header's 16 bits
     /// cannot hold, a name too long.
@@ -141,6 +146,10 @@ private:
                    static_cast<std::size_t>(nx) +
                static_cast<std::size_t>(x);
     }
+    std::string headerName() const { return std::string(filename) + ".hdr"; }
+    std::string imageName() const { return std::string(filename) + ".img"; }
+    int writeHeader(tonalign::OutputFile& file);
+    int writeData(tonalign::OutputFile& file);
     bool lacksVoxels() const;
     void provideHeader();
     void provideVoxels(std::size_t count);

@@ -2,6 +2,8 @@
 
 #include "failure/end_process.h"
 #include "volume/HeaderFields.h"
+#include "volume/OutputFile.h"
+#include "volume/voxel_file.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -21,25 +23,25 @@ int failed(const char* text)
     return 0;
 }
 
-int write_file(const std::string& name, const char* opening_failure, const void* bytes, std::size_t size)
+/// Writes a file that is not kept yet.
+int write_file(tonalign::OutputFile& output, const char* opening_failure, const void* bytes, std::size_t size)
 {
-    std::ofstream file(name, std::ios::binary);
-    if (!file) {
+    if (!output.opened()) {
         return failed(opening_failure);
     }
-    file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-    // A full disk shows only when the buffered bytes leave the stream.
-    file.close();
-    return file ? 1 : failed("Error");
+    output.begin().write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+    return output.close() ? 1 : failed("Error");
+}
+
+int kept(tonalign::OutputFile& output)
+{
+    return output.keep() ? 1 : failed("Error");
 }
 
 /// What is wrong with an image file that should hold `count` bytes, or an empty text.
 std::string fault_of_image_file(const std::string& name, std::size_t count)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(name, error)) {
-        return name + ": not a regular file, but an image file is expected";
-    }
     const std::uintmax_t found = std::filesystem::file_size(name, error);
     if (error) {
         return name + ": the length of the image file cannot be read: " + error.message();
@@ -64,7 +66,7 @@ int Image::Load(const char* file)
 
 int Image::ReadAnalyzeHeader()
 {
-    const std::string name = std::string(filename) + ".hdr";
+    const std::string name = headerName();
     std::ifstream file(name, std::ios::binary);
     if (!file) {
         return failed("Error: cannot open header file");
@@ -107,11 +109,16 @@ int Image::ReadAnalyzeHeader()
 
 int Image::ReadAnalyzeData()
 {
-    const std::string name = std::string(filename) + ".img";
+    const std::string name = imageName();
     const auto count = voxelCount(nx, ny, nz);
     if (!count) {
         dropVoxels();
         return refusedSizes(nx, ny, nz);
+    }
+    if (tonalign::is_special_file(name)) {
+        dropVoxels();
+        refused(name + ": not a regular file, but an image file is expected");
+        return failed("Error");
     }
     std::ifstream file(name, std::ios::binary);
     if (!file) {
@@ -147,22 +154,40 @@ int Image::Save(const char* file)
     if (FileExists(file) != 0) {
         std::cout << "File exists!";
     }
-    if (SaveAnalyzeHeader() == 0 || SaveAnalyzeData() == 0) {
+    tonalign::OutputFile header_file(headerName());
+    if (writeHeader(header_file) == 0) {
         return 0;
+    }
+    tonalign::OutputFile image_file(imageName());
+    if (writeData(image_file) == 0) {
+        return 0;
+    }
+    if (tonalign::OutputFile::keepPair(header_file, image_file) != nullptr) {
+        return failed("Error");
     }
     needs_saving = 0;
     return 1;
 }
 
-int Image::SaveAnalyzeHeader()
+int Image::writeHeader(tonalign::OutputFile& file)
 {
     if (hdr == nullptr) {
         InitAnalyzeHeader();
     }
     dsr swapped = *hdr;
     tonalign::swap_numeric_fields(swapped);
-    return write_file(std::string(filename) + ".hdr", "Error: cannot save header file", &swapped,
-                      sizeof swapped);
+    return write_file(file, "Error: cannot save header file", &swapped, sizeof swapped);
+}
+
+int Image::writeData(tonalign::OutputFile& file)
+{
+    return write_file(file, "Error: cannot save image file", data, voxelCount(nx, ny, nz).value());
+}
+
+int Image::SaveAnalyzeHeader()
+{
+    tonalign::OutputFile file(headerName());
+    return writeHeader(file) == 0 ? 0 : kept(file);
 }
 
 int Image::SaveAnalyzeData()
@@ -170,8 +195,8 @@ int Image::SaveAnalyzeData()
     if (lacksVoxels()) {
         return refused(std::string(filename) + ": not saved, the image has no voxels");
     }
-    return write_file(std::string(filename) + ".img", "Error: cannot save image file", data,
-                      voxelCount(nx, ny, nz).value());
+    tonalign::OutputFile file(imageName());
+    return writeData(file) == 0 ? 0 : kept(file);
 }
 
 int Image::FileExists(const char* file)

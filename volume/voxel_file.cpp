@@ -1,6 +1,7 @@
 #include "volume/voxel_file.h"
 
 #include "failure/end_process.h"
+#include "volume/AnalyzeHeader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -112,12 +113,24 @@ Encoder encoder_for(const ElementType& type)
 
 } // namespace
 
-void require_whole_image_file(const std::string& imagename, std::int64_t count, const ElementType& type)
+bool is_special_file(const std::string& name)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(imagename, error)) {
+    const std::filesystem::file_status status = std::filesystem::status(name, error);
+    return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+}
+
+void require_no_special_file(const std::string& imagename)
+{
+    if (is_special_file(imagename)) {
         refuse(imagename + ": not a regular file, but an image file is expected");
     }
+}
+
+void require_whole_image_file(const std::string& imagename, std::int64_t count, const ElementType& type)
+{
+    require_no_special_file(imagename);
+    std::error_code error;
     const auto found = static_cast<std::int64_t>(std::filesystem::file_size(imagename, error));
     if (error) {
         refuse(imagename + ": the length of the image file cannot be read: " + error.message());
@@ -136,6 +149,11 @@ void read_voxels(std::istream& file, const std::string& imagename, const Element
     for (std::int64_t done = 0; done < count; done += block_voxels) {
         const std::int64_t voxels_now = std::min(block_voxels, count - done);
         file.read(reinterpret_cast<char*>(buffer.data()), voxels_now * type.bytes());
+        if (file.bad()) {
+            refuse(imagename + ": the image file cannot be read beyond byte " +
+                   std::to_string(done * type.bytes() + file.gcount()) + " of " +
+                   std::to_string(count * type.bytes()));
+        }
         if (!file) {
             refuse_short_file(imagename, done * type.bytes() + file.gcount(), count, type);
         }
@@ -154,6 +172,31 @@ void write_voxels(std::ostream& file, const ElementType& type, const double* vox
         file.write(reinterpret_cast<const char*>(buffer.data()), voxels_now * type.bytes());
     }
     file.flush();
+}
+
+bool save_voxels(OutputFile& image, OutputFile* header, const ElementType& type, const double* voxels,
+                 std::int64_t count)
+{
+    const bool header_failed = header != nullptr && !header->opened();
+    if (header_failed && image.inPlace()) {
+        return true; // the old image stays with the old header
+    }
+    write_voxels(image.begin(), type, voxels, count);
+    if (!image.close()) {
+        return false;
+    }
+    if (header == nullptr) {
+        return image.keep();
+    }
+    if (header_failed) {
+        image.discard();
+        return true;
+    }
+    const OutputFile* const failed = OutputFile::keepPair(*header, image);
+    if (failed == header) {
+        AnalyzeHeader::reportWriteError();
+    }
+    return failed != &image;
 }
 
 } // namespace tonalign

@@ -1,12 +1,20 @@
 #pragma once
 
 #include "volume/ElementType.h"
+#include "volume/OutputFile.h"
 
 #include <cstdint>
 #include <iosfwd>
 #include <string>
 
 namespace tonalign {
+
+/// Whether the name is that of something other than a regular file. To be asked before an image file is
+/// opened, which would wait for the writer of a pipe.
+bool is_special_file(const std::string& name);
+
+/// Ends the process with status 1 and one line on standard error when the image file is a special one.
+void require_no_special_file(const std::string& imagename);
 
 /// Ends the process with status 1 and one line on standard error unless the image file is a regular file of
 /// at least `count` elements. Longer files pass: only their first voxels are read.
@@ -17,9 +25,9 @@ void require_whole_image_file(const std::string& imagename, std::int64_t count, 
 
 /// Reads `count` voxels of the given type from the stream's position on into voxels[0..count), as double.
 ///
-/// `swap` says that the file is in the other byte order. A file that ends early ends the process like
-/// require_whole_image_file; `imagename` is for that message. Conversion goes block by block, so no second
-/// buffer of the volume's size is needed.
+/// `swap` says that the file is in the other byte order. A file that ends early, or cannot be read to its
+/// end, ends the process like require_whole_image_file; `imagename` is for that message. Conversion goes
+/// block by block, so no second buffer of the volume's size is needed.
 void read_voxels(std::istream& file, const std::string& imagename, const ElementType& type, bool swap,
                  double* voxels, std::int64_t count);
 
@@ -29,5 +37,13 @@ void read_voxels(std::istream& file, const std::string& imagename, const Element
 /// its nearest end and NaN 0; the low bits of that 32-bit integer are stored. Stream errors are left in the
 /// stream's state.
 void write_voxels(std::ostream& file, const ElementType& type, const double* voxels, std::int64_t count);
+
+/// Writes `count` voxels of an image pair as write_voxels does, and keeps the image file; false when it is
+/// not whole, or cannot be put in place.
+///
+/// With a header, which has been written and closed or is given up, keeps both files or neither. What goes
+/// wrong with the header at this late moment is reported on standard error; it is not the image's failure.
+bool save_voxels(OutputFile& image, OutputFile* header, const ElementType& type, const double* voxels,
+                 std::int64_t count);
 
 } // namespace tonalign
