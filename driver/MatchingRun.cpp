@@ -1,9 +1,9 @@
 #include "driver/MatchingRun.h"
 
-#include "driver/histogram_files.h"
 #include "driver/requirements.h"
 #include "failure/unattended_run.h"
 #include "histogram/histogram.h"
+#include "histogram/histogram_files.h"
 #include "volume/AnalyzeImage.h"
 #include "volume/wide.h"
 

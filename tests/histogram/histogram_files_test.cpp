@@ -1,5 +1,5 @@
-#include "driver/histogram_files.h"
 #include "histogram/HistogramArray.h"
+#include "histogram/histogram_files.h"
 #include "tests/support/process_end.h"
 #include "tests/support/scratch_files.h"
 

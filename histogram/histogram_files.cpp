@@ -1,4 +1,4 @@
-#include "driver/histogram_files.h"
+#include "histogram/histogram_files.h"
 
 #include "failure/end_process.h"
 #include "volume/OutputFile.h"
