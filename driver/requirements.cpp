@@ -22,11 +22,13 @@ void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& 
     const std::int64_t position = first - begin;
     const std::int64_t nx = volume.getNxTotal();
     const std::int64_t ny = volume.getNyTotal();
+    const std::int64_t count = std::count_if(first, end, is_not_finite);
     std::ostringstream message;
-    message << imagename << ": " << std::count_if(first, end, is_not_finite)
-            << " voxels are not finite numbers, the first one (" << *first << ") at x=" << position % nx
-            << " y=" << position / nx % ny << " z=" << position / (nx * ny)
-            << ", but every voxel is expected to be finite";
+    message << imagename << ": " << count
+            << (count == 1 ? " voxel is not a finite number ("
+                           : " voxels are not finite numbers, the first one (")
+            << *first << ") at x=" << position % nx << " y=" << position / nx % ny
+            << " z=" << position / (nx * ny) << ", but every voxel is expected to be finite";
     refuse(message.str());
 }
 
