@@ -6,7 +6,6 @@ tool writes.
 """
 
 import struct
-from math import inf, nan
 from pathlib import Path
 
 # datatype and bitpix of each element type, by its struct format
@@ -48,35 +47,16 @@ def good_volumes():
     pair("scan", (4, 3, 2), "B", SCAN)
     pair("target", (3, 3, 2), "h", TARGET, spacing=(1, 1, 3.3))
     pair("target-big", (3, 3, 2), "h", TARGET, ">", spacing=(1, 1, 3.3))
-    for kind in CODES:
-        pair(f"scan-{kind}-little", (4, 3, 2), kind, SCAN)
-        pair(f"scan-{kind}-big", (4, 3, 2), kind, SCAN, ">")
+    pair("scan-h-little", (4, 3, 2), "h", SCAN)
+    pair("scan-h-big", (4, 3, 2), "h", SCAN, ">")
     pair("cube", (20, 20, 20), "h", CUBE)
     pair("slice", (4, 4, 1), "B", [0, 9, 9, 0, 5, 7, 7, 5, 0, 7, 9, 3, 1, 1, 8, 0])
     pair("two-voxels", (1, 1, 2), "h", [-3, 4])
     pair("constant", (3, 2, 2), "B", [7] * 12)
     pair("constant-nine", (2, 2, 2), "B", [9] * 8)
-    pair("longer", (4, 3, 2), "B", SCAN + [255] * 5)
-    pair("eight-bits", (4, 3, 2), "B", SCAN, codes=(16, 8))
 
 
-def bad_volumes():
-    pair("not-finite", (4, 3, 2), "f", SCAN[:6] + [nan] + SCAN[7:22] + [-inf, inf])
-    pair("infinite", (4, 3, 2), "d", SCAN[:23] + [inf], ">")
-    pair("short", (4, 3, 2), "h", SCAN[:20])
-    pair("empty-image", (4, 3, 2), "B", [])
-    pair("huge", (32767, 32767, 32767), "d", [1.0])
-    for name, dims in {
-        "zero-x": (0, 3, 2), "zero-y": (4, 0, 2), "zero-z": (4, 3, 0),
-        "negative-x": (-4, 3, 2), "negative-y": (4, -3, 2), "negative-z": (4, 3, -2),
-        "all-negative": (-4, -3, -2), "all-zero": (0, 0, 0),
-    }.items():
-        pair(name, dims, "B", SCAN)
-    for datatype, bitpix in [(2, 16), (4, 32), (8, 24), (1, 1), (2, 0), (2, -8)]:
-        pair(f"type-{datatype}-{bitpix}", (4, 3, 2), "i", SCAN, codes=(datatype, bitpix))
-    Path("header-only.hdr").write_bytes(header((4, 3, 2), "B"))
-    Path("header-only-untyped.hdr").write_bytes(header((4, 3, 2), "B", codes=(128, 24)))
-    Path("image-only.img").write_bytes(bytes(SCAN))
+def bad_headers():
     for name, record in {
         "corrupt": struct.pack("<i", 347) + header((4, 3, 2), "B")[4:],
         "empty-header": b"",
@@ -100,24 +80,12 @@ def histogram_files():
         "halved": pairs([v / 2 for v in f]),
         "background": pairs([1e6] + f[1:]),
         "longer": pairs(f + [7, 9]) + "anything\n",
-        # no targets of eight bins
-        "short": pairs(f[:6]) + "75.5",
-        "nothing": "",
-        "text": "bin\tfrequency\n" + pairs(f),
-        "late-text": pairs(f[:4]) + "45.5\tfive\n" + pairs(f[5:]),
-        "negative": pairs(f[:4] + [-1e-09] + f[5:]),
-        "infinite": pairs(f[:2] + ["1e999"] + f[3:]),
-        "inf": pairs(f[:2] + ["inf"] + f[3:]),
-        "nan": pairs(f[:2] + ["nan"] + f[3:]),
-        "overflow": pairs([0, 1e308, 1e308, 1e308, 0, 0, 0, 0]),
-        "zeros": pairs([5] + [0] * 7),
     }.items():
         Path(name + ".hist").write_text(text, encoding="ascii")
-    Path("folder.hist").mkdir()
 
 
 if __name__ == "__main__":
     good_volumes()
-    bad_volumes()
+    bad_headers()
     histogram_files()
     Path("out").mkdir()
