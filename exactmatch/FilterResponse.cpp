@@ -61,15 +61,15 @@ TONALIGN_WIDE void FilterResponse::sumRow(const double* voxels, int count, const
         for (std::size_t t = 0; t < tap_count; ++t) {
             const double weight = taps[t].weight;
             const double* const neighbours = voxels + x + taps[t].offset;
-            a = a + lanes_at(neighbours) * weight;
-            b = b + lanes_at(neighbours + lane_count) * weight;
-            c = c + lanes_at(neighbours + 2 * lane_count) * weight;
-            d = d + lanes_at(neighbours + 3 * lane_count) * weight;
+            a = a + lanes_at(neighbours).lanes * weight;
+            b = b + lanes_at(neighbours + lane_count).lanes * weight;
+            c = c + lanes_at(neighbours + 2 * lane_count).lanes * weight;
+            d = d + lanes_at(neighbours + 3 * lane_count).lanes * weight;
         }
-        lanes_at(sums + x) = a;
-        lanes_at(sums + x + lane_count) = b;
-        lanes_at(sums + x + 2 * lane_count) = c;
-        lanes_at(sums + x + 3 * lane_count) = d;
+        lanes_at(sums + x).lanes = a;
+        lanes_at(sums + x + lane_count).lanes = b;
+        lanes_at(sums + x + 2 * lane_count).lanes = c;
+        lanes_at(sums + x + 3 * lane_count).lanes = d;
     }
     for (; x < count; ++x) {
         double sum = 0.0;

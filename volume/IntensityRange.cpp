@@ -27,7 +27,7 @@ TONALIGN_WIDE void extend(IntensityRange& range, const double* values, std::int6
     std::int64_t j = 0;
     for (; j + vectors * lane_count <= count; j += vectors * lane_count) {
         for (int k = 0; k < vectors; ++k) {
-            const Lanes v = lanes_at(values + j + k * lane_count);
+            const Lanes v = lanes_at(values + j + k * lane_count).lanes;
             low[k] = v < low[k] ? v : low[k];
             high[k] = v > high[k] ? v : high[k];
             nothing[k] = nothing[k] + (v - v);

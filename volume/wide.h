@@ -22,8 +22,13 @@ namespace tonalign {
 using Lanes = double __attribute__((vector_size(32)));
 inline constexpr std::ptrdiff_t lane_count = 4;
 
-/// Lanes at any address of a double array.
-using UnalignedLanes = double __attribute__((vector_size(32), aligned(8), may_alias));
+/// Lanes at any address of a double array. A structure, since Clang gives a vector type that is declared with
+/// a lower alignment its natural one all the same, and crashes on rows that start elsewhere.
+struct __attribute__((packed, aligned(8), may_alias)) UnalignedLanes
+{
+    Lanes lanes;
+};
+static_assert(alignof(UnalignedLanes) == alignof(double));
 
 /// The four doubles from p on; no alignment is asked of p.
 inline const UnalignedLanes& lanes_at(const double* p)
