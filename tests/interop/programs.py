@@ -1,12 +1,16 @@
 """What the tests beside this file share: the programs, run as users run them, in a fresh folder for each test."""
 
+import contextlib
+import io
 import os
 import re
+import runpy
 import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
+from unittest import mock
 
 import numpy
 
@@ -72,15 +76,33 @@ def differing_fields(first, second):
 
 
 def voxels(name, shape):
-    """The voxels as nifti_tool reads them, stored values without a scale factor."""
+    """The voxels as nifti_tool reads them, stored values without a scale factor; it prints six decimals."""
     lines = nifti_tool("-disp_ci", *[-1] * 3, *[0] * 4, "-infiles", name).splitlines()
     values = [word for line in lines if not line.startswith("dataset") for word in line.split()]
     return numpy.array(values, dtype="f8").reshape(shape, order="F")
 
 
+def assert_same_voxels(name, values):
+    numpy.testing.assert_allclose(voxels(name, values.shape), values, rtol=0, atol=0.6e-6)
+
+
 def script(name, *arguments):
-    """One of our scripts; gives exit status, standard output and standard error."""
-    process = subprocess.run(
-        ["/usr/bin/python3", SCRIPTS / name, *map(str, arguments)], capture_output=True, text=True, check=False
-    )
-    return process.returncode, process.stdout, process.stderr
+    """One of our scripts; gives exit status, standard output and standard error.
+
+    In this process, since loading nibabel takes most of the time of a small conversion.
+    """
+    output, errors, status = io.StringIO(), io.StringIO(), 0
+    with (
+        mock.patch.object(sys, "argv", [name, *map(str, arguments)]),
+        mock.patch.object(sys, "path", [str(SCRIPTS), *sys.path]),
+        contextlib.redirect_stdout(output),
+        contextlib.redirect_stderr(errors),
+    ):
+        try:
+            runpy.run_path(str(SCRIPTS / name), run_name="__main__")
+        except SystemExit as end:
+            status = end.code or 0
+            if isinstance(status, str):
+                print(status, file=errors)
+                status = 1
+    return status, output.getvalue(), errors.getvalue()
