@@ -11,7 +11,7 @@ import nibabel
 from nibabel.filebasedimages import ImageFileError
 from nibabel.spatialimages import HeaderDataError
 
-# What reading or writing a volume can end in: no file, a folder, a cut or foreign one, a full disk, sizes beyond a header's
+# What reading or writing a volume can end in: no file, a cut or foreign one, a full disk, sizes no header holds
 PROBLEMS = (OSError, EOFError, zlib.error, ValueError, ImageFileError, HeaderDataError)
 
 

@@ -85,7 +85,8 @@ class NiftiPairsTest(programs.FolderCase):
         # Without its magic it is an Analyze pair to everybody, so the broken orientation is not used.
         out = nibabel.load("out.hdr")
         self.assertNotIsInstance(out, nibabel.Nifti1Pair)
-        numpy.testing.assert_array_equal(out.affine[:3, :3], numpy.diag(out.header.get_zooms() * numpy.array([-1, 1, 1])))
+        signed_zooms = numpy.array([-1, 1, 1]) * out.header.get_zooms()
+        numpy.testing.assert_array_equal(out.affine[:3, :3], numpy.diag(signed_zooms))
         self.assertEqual(fields("out.hdr", "nifti_type", structure="nim")["nifti_type"], "0")
         assert_same_voxels("out.hdr", out.get_fdata())
 

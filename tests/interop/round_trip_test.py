@@ -157,7 +157,7 @@ class ErrorsTest(programs.FolderCase):
             (to_nifti, ["out", "none.nii.gz", "new.nii.gz"], 1, "none.nii.gz: No such file"),
             (to_nifti, ["out", "scan.hdr", "new.nii.gz"], 1, "scan.hdr: a NIfTI volume is expected"),
             (to_nifti, ["scan", "scan.nii.gz", "new.nii.gz"], 1, "scan.hdr: 32-bit floats are expected"),
-            (to_nifti, ["out", "other.nii.gz", "new.nii.gz"], 1, "out.img: found the shape (5, 4, 6), but other.nii.gz"),
+            (to_nifti, ["out", "other.nii.gz", "new.nii.gz"], 1, "out.img: found the shape (5, 4, 6), but other"),
             (to_nifti, ["out", "coarse.nii.gz", "new.nii.gz"], 1, "out.img: found voxels of 1 x 1 x 1.5, but coarse"),
             (to_nifti, ["short", "scan.nii.gz", "new.nii.gz"], 1, "short.img: Expected 480 bytes, got 479"),
             (to_nifti, ["out", "scan.nii.gz", "new.img"], 1, "new.img: a name that ends in .nii"),
