@@ -22,7 +22,8 @@ enum class ExitStatus
 [[noreturn]] void end_process(std::ostream& stream, std::initializer_list<std::string_view> pieces,
                               ExitStatus status);
 
-/// Ends the process with status 1 after one line on standard error: "tonalign: <message>".
+/// Ends the process with status 1 after one line on standard error: "tonalign: <message>". Of another program
+/// they are its own name and status, see failure/program.h.
 ///
 /// For everything a user can get wrong and no older text is promised for. The message names the file or
 /// argument, what was found and what was expected.

@@ -1,5 +1,7 @@
 #include "failure/unattended_run.h"
 
+#include "failure/program.h"
+
 #include <unistd.h>
 
 #include <atomic>
@@ -30,7 +32,8 @@ void tell_of_exhausted_memory()
     if (told.test_and_set()) {
         return;
     }
-    write_to_standard_error("tonalign: memory ran out while ");
+    write_to_standard_error(program_name());
+    write_to_standard_error(": memory ran out while ");
     write_to_standard_error(current_stage);
     write_to_standard_error("\n");
 }
@@ -62,6 +65,11 @@ void prepare_for_unattended_run()
 void enter_stage(const char* stage)
 {
     current_stage = stage;
+}
+
+const char* present_stage()
+{
+    return current_stage;
 }
 
 } // namespace tonalign

@@ -5,11 +5,14 @@ namespace tonalign {
 /// Prepares the process for trouble that nobody is there to see. For main, once, before anything else.
 ///
 /// Exhausted memory that ends the process is told first, in one line on standard error: "tonalign: memory ran
-/// out while <stage>". A file that grows beyond the size that the process may write becomes a failed write,
-/// as on a full disk, in place of a signal.
+/// out while <stage>", with the program's own name if it is another one. A file that grows beyond the size
+/// that the process may write becomes a failed write, as on a full disk, in place of a signal.
 void prepare_for_unattended_run();
 
 /// Names what the process does now, for the line above; a text that stays, such as "reading the volumes".
 void enter_stage(const char* stage);
+
+/// What enter_stage() named last, or "starting".
+const char* present_stage();
 
 } // namespace tonalign
