@@ -2,35 +2,10 @@
 
 #include "failure/end_process.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <sstream>
 
 namespace tonalign {
-
-void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
-                           const std::string& imagename)
-{
-    if (range.finite) {
-        return;
-    }
-    const double* const begin = volume.block();
-    const double* const end = begin + volume.blockSize();
-    const auto is_not_finite = [](double v) { return !std::isfinite(v); };
-    const double* const first = std::find_if(begin, end, is_not_finite);
-    const std::int64_t position = first - begin;
-    const std::int64_t nx = volume.getNxTotal();
-    const std::int64_t ny = volume.getNyTotal();
-    const std::int64_t count = std::count_if(first, end, is_not_finite);
-    std::ostringstream message;
-    message << imagename << ": " << count
-            << (count == 1 ? " voxel is not a finite number ("
-                           : " voxels are not finite numbers, the first one (")
-            << *first << ") at x=" << position % nx << " y=" << position / nx % ny
-            << " z=" << position / (nx * ny) << ", but every voxel is expected to be finite";
-    refuse(message.str());
-}
 
 void require_foreground(double** hist, int bins, const std::string& name)
 {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "driver/RunParameters.h"
-#include "volume/Array3D.h"
 #include "volume/IntensityRange.h"
 
 #include <string>
@@ -10,10 +9,6 @@ namespace tonalign {
 
 /// What a run demands of its volumes. Each function ends the process with status 1 and one line on standard
 /// error that names the file, what was found and what was expected.
-
-/// Every voxel must be a finite number.
-void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
-                           const std::string& imagename);
 
 /// A histogram array of `bins` bins must count at least one voxel outside the background bin.
 void require_foreground(double** hist, int bins, const std::string& name);

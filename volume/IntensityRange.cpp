@@ -1,9 +1,12 @@
 #include "volume/IntensityRange.h"
 
+#include "failure/end_process.h"
 #include "volume/wide.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <sstream>
 
 namespace tonalign {
 
@@ -98,6 +101,29 @@ IntensityRange intensity_range(const Array3D<double>& volume)
         range.maximum = first_zero(volume);
     }
     return range;
+}
+
+void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
+                           const std::string& imagename)
+{
+    if (range.finite) {
+        return;
+    }
+    const double* const begin = volume.block();
+    const double* const end = begin + volume.blockSize();
+    const auto is_not_finite = [](double v) { return !std::isfinite(v); };
+    const double* const first = std::find_if(begin, end, is_not_finite);
+    const std::int64_t position = first - begin;
+    const std::int64_t nx = volume.getNxTotal();
+    const std::int64_t ny = volume.getNyTotal();
+    const std::int64_t count = std::count_if(first, end, is_not_finite);
+    std::ostringstream message;
+    message << imagename << ": " << count
+            << (count == 1 ? " voxel is not a finite number ("
+                           : " voxels are not finite numbers, the first one (")
+            << *first << ") at x=" << position % nx << " y=" << position / nx % ny
+            << " z=" << position / (nx * ny) << ", but every voxel is expected to be finite";
+    refuse(message.str());
 }
 
 } // namespace tonalign

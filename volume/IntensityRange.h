@@ -2,6 +2,8 @@
 
 #include "volume/Array3D.h"
 
+#include <string>
+
 namespace tonalign {
 
 /// The smallest and largest value of a volume's inner region.
@@ -17,5 +19,10 @@ struct IntensityRange
 
 /// All of it in one pass. The volume must hold memory.
 IntensityRange intensity_range(const Array3D<double>& volume);
+
+/// Ends the process with status 1 and one line on standard error, which names the file and the first voxel at
+/// fault, unless every voxel of a volume with this range is a finite number.
+void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
+                           const std::string& imagename);
 
 } // namespace tonalign
