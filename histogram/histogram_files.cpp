@@ -33,16 +33,7 @@ std::string text_of(double value)
 
 void save_array(double** hist1, int N, const char* filename)
 {
-    tonalign::OutputFile output(filename);
-    if (!output.opened()) {
-        return;
-    }
-    std::ofstream& file = output.begin();
-    file.precision(exact_digits);
-    for (int i = 1; i <= N; ++i) {
-        file << hist1[1][i] << '\t' << hist1[2][i] << '\n';
-    }
-    output.keep();
+    tonalign::save_histogram(hist1, N, filename);
 }
 
 void load_array(double** hist1, int N, const char* filename)
@@ -64,6 +55,20 @@ void load_array(double** hist1, int N, const char* filename)
 }
 
 namespace tonalign {
+
+bool save_histogram(double** hist, int N, const char* filename)
+{
+    OutputFile output(filename);
+    if (!output.opened()) {
+        return false;
+    }
+    std::ofstream& file = output.begin();
+    file.precision(exact_digits);
+    for (int i = 1; i <= N; ++i) {
+        file << hist[1][i] << '\t' << hist[2][i] << '\n';
+    }
+    return output.keep();
+}
 
 void require_room_for_pairs(const char* filename, int N)
 {

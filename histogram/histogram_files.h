@@ -18,6 +18,9 @@ void load_array(double** hist1, int N, const char* filename);
 
 namespace tonalign {
 
+/// save_array, and whether the file is there and whole. If not, errno is what the system said last.
+bool save_histogram(double** hist, int N, const char* filename);
+
 /// Ends the process with status 1 and one line on standard error when the file is missing, or a regular file
 /// too short for N pairs however tersely they are written.
 ///
