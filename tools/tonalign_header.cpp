@@ -1,11 +1,8 @@
+#include "tools/pair_header.h"
 #include "tools/version.h"
 #include "volume/AnalyzeHeader.h"
-#include "volume/AnalyzeImage.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <span>
@@ -13,6 +10,8 @@
 #include <string_view>
 
 namespace {
+
+using tonalign::PairHeader;
 
 /// As diff(1) ends.
 enum Status
@@ -49,50 +48,13 @@ int usage_error(const std::string& message)
     return trouble;
 }
 
-/// A header and the file it came from.
-struct NamedHeader
+/// Reads a header; what is wrong with it goes to standard error.
+std::optional<PairHeader> read_header(const char* name)
 {
-    std::string file;
-    AnalyzeHeader header;
-};
-
-std::nullopt_t unreadable(const std::string& file, const std::string& reason)
-{
-    report(file + ": " + reason);
-    return std::nullopt;
-}
-
-/// Reads a header in either byte order; what is wrong goes to standard error as one line.
-///
-/// AnalyzeHeader::readAnalyzeHeader would announce a foreign byte order among the listings and end the
-/// process at the first bad file.
-std::optional<NamedHeader> read_header(const char* name)
-{
-    AnalyzeImage<double> pair;
-    pair.setAnalyzeFileName(name);
-    NamedHeader result = {pair.headername, {}};
-    const std::string& file = result.file;
-
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    stream.ignore(tonalign::header_size);
-    if (!stream.is_open() || stream.bad()) {
-        return unreadable(file, errno != 0 ? std::strerror(errno) : "cannot be read");
-    }
-    if (stream.gcount() != tonalign::header_size) {
-        return unreadable(file, "ends after " + std::to_string(stream.gcount()) +
-                                    " bytes, but a header has " + std::to_string(tonalign::header_size));
-    }
-
-    AnalyzeHeader& header = result.header;
-    stream.seekg(0);
-    header.load(stream, 0);
-    if (header.hk.sizeof_hdr != tonalign::header_size) {
-        header.byte_swap_header();
-    }
-    if (header.hk.sizeof_hdr != tonalign::header_size) {
-        return unreadable(file, "not an Analyze header: it does not begin with its size, " +
-                                    std::to_string(tonalign::header_size) + ", in either byte order");
+    PairHeader result = tonalign::read_pair_header(name);
+    if (!result.fault.empty()) {
+        report(result.fault);
+        return std::nullopt;
     }
     return result;
 }
@@ -102,13 +64,13 @@ int print(std::span<char*> names)
     int status = equal;
     const char* separator = "";
     for (const char* const name : names) {
-        const std::optional<NamedHeader> one = read_header(name);
+        const std::optional<PairHeader> one = read_header(name);
         if (!one) {
             status = trouble;
             continue;
         }
         if (names.size() > 1) {
-            std::cout << separator << "==> " << one->file << " <==\n";
+            std::cout << separator << "==> " << one->headername << " <==\n";
             separator = "\n";
         }
         one->header.print(std::cout);
@@ -118,8 +80,8 @@ int print(std::span<char*> names)
 
 int diff(const char* left_name, const char* right_name)
 {
-    const std::optional<NamedHeader> left = read_header(left_name);
-    const std::optional<NamedHeader> right = read_header(right_name);
+    const std::optional<PairHeader> left = read_header(left_name);
+    const std::optional<PairHeader> right = read_header(right_name);
     if (!left || !right) {
         return trouble;
     }

@@ -1,0 +1,224 @@
+#include "failure/end_process.h"
+#include "failure/program.h"
+#include "failure/unattended_run.h"
+#include "histogram/histogram_files.h"
+#include "tools/HistogramMean.h"
+#include "tools/version.h"
+#include "volume/OutputFile.h"
+#include "volume/voxel_file.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <limits>
+#include <span>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace {
+
+constexpr const char* program = "tonalign-average";
+
+enum Status
+{
+    done = 0,
+    trouble = 2,
+};
+
+constexpr std::string_view usage = "Usage: tonalign-average OUT.hist N IN...\n"
+                                   "       tonalign-average --help | --version\n";
+
+constexpr std::string_view explanation =
+    "\n"
+    "Writes the mean of the histograms of Analyze 7.5 volumes, as a target for\n"
+    "tonalign IN OUT.hist RESULT N ...\n"
+    "\n"
+    "  OUT.hist  the histogram file to write; none of the inputs\n"
+    "  N         number of bins, 2 or more\n"
+    "  IN        a volume, named by its .hdr, its .img or the name without either;\n"
+    "            it counts as often as it is named\n"
+    "\n"
+    "Each volume is counted in N bins over its own range, from its smallest to its\n"
+    "largest voxel. The first bin is the background and left out; the frequencies of\n"
+    "the others sum to 1 for every volume, whatever its size. Of these frequencies,\n"
+    "and of the bin centres, the mean is written: the sum in the order of the inputs,\n"
+    "divided by their number. One volume is in memory at a time.\n"
+    "\n"
+    "Names that start with a dash come after the argument --.\n"
+    "\n"
+    "Exit status: 0 when the file has been written whole. 2 on trouble, which is told\n"
+    "on standard error; OUT.hist is then what it was before. When memory runs out the\n"
+    "process may be aborted (134 in the shell); OUT.hist is untouched then too.\n";
+
+int usage_error(const std::string& message)
+{
+    std::cerr << program << ": " << message << '\n' << usage;
+    return trouble;
+}
+
+/// What the command line asks for. Operands are the arguments without options.
+struct CommandLine
+{
+    std::vector<const char*> operands;
+    bool help = false;
+    bool version = false;
+    std::string unknown_option;
+};
+
+CommandLine parse(std::span<char*> arguments)
+{
+    CommandLine line;
+    bool options_end = false;
+    for (const char* const argument : arguments) {
+        const std::string_view text = argument;
+        if (options_end || text.size() < 2 || !text.starts_with('-')) {
+            line.operands.push_back(argument);
+        } else if (text == "--") {
+            options_end = true;
+        } else if (text == "--help") {
+            line.help = true;
+        } else if (text == "--version") {
+            line.version = true;
+        } else if (line.unknown_option.empty()) {
+            line.unknown_option = text;
+        }
+    }
+    return line;
+}
+
+/// The number of bins, or 0 when the text is no plain number between the limits.
+int parse_bins(std::string_view text, int fewest, int most)
+{
+    int bins = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), bins);
+    const bool plain = error == std::errc{} && end == text.data() + text.size();
+    return plain && fewest <= bins && bins <= most ? bins : 0;
+}
+
+/// One line on standard error, and only for somebody who watches.
+///
+/// The cursor is left at the start of the line, so that a message that ends the process overwrites it; the
+/// message is the longer one, since it holds the program's name beside the volume's.
+class Progress
+{
+public:
+    explicit Progress(std::size_t total) : m_total(total), m_watched(::isatty(STDERR_FILENO) == 1) {}
+    ~Progress() { show(""); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void enter(std::size_t number, const std::string& name) const
+    {
+        show(std::to_string(number) + '/' + std::to_string(m_total) + ' ' + name);
+    }
+
+private:
+    void show(const std::string& text) const
+    {
+        if (m_watched) {
+            std::cerr << "\r\033[K" << text << '\r' << std::flush;
+        }
+    }
+
+    std::size_t m_total;
+    bool m_watched;
+};
+
+[[noreturn]] void refuse_output(const std::string& name)
+{
+    const std::string reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
+    tonalign::refuse(name + ": the histogram file cannot be written" + reason);
+}
+
+/// Before hours are spent on the inputs. A pipe or device is left alone: opening it is felt at its other end.
+void require_writable(const std::string& name)
+{
+    const bool folder = std::filesystem::is_directory(name);
+    errno = 0;
+    if ((folder || !tonalign::is_special_file(name)) && !tonalign::OutputFile(name).opened()) {
+        refuse_output(name);
+    }
+}
+
+void require_no_input(const std::string& output, const tonalign::InputVolume& input)
+{
+    for (const std::string& file : {input.headername, input.imagename}) {
+        std::error_code not_both_exist;
+        if (std::filesystem::equivalent(output, file, not_both_exist)) {
+            tonalign::refuse(output + ": the output is also an input, " + file);
+        }
+    }
+}
+
+void average(const char* output, int bins, std::span<const char* const> names)
+{
+    tonalign::enter_stage("looking at the inputs");
+    std::vector<tonalign::InputVolume> inputs;
+    for (const char* const name : names) {
+        inputs.push_back(tonalign::inspect_input(name));
+        require_no_input(output, inputs.back());
+    }
+    require_writable(output);
+
+    tonalign::HistogramMean mean(bins);
+    const Progress progress(inputs.size());
+    for (std::size_t k = 0; k < inputs.size(); ++k) {
+        progress.enter(k + 1, inputs[k].name);
+        mean.add(inputs[k]);
+    }
+    tonalign::enter_stage("writing the mean");
+    errno = 0;
+    if (!tonalign::save_histogram(mean.mean(), bins, output)) {
+        refuse_output(output);
+    }
+}
+
+int run(std::span<char*> arguments)
+{
+    const CommandLine line = parse(arguments);
+    if (line.help) {
+        std::cout << usage << explanation;
+        return done;
+    }
+    if (line.version) {
+        std::cout << program << ' ' << tonalign::version << '\n';
+        return done;
+    }
+    if (!line.unknown_option.empty()) {
+        return usage_error("there is no option \"" + line.unknown_option + "\"");
+    }
+    if (line.operands.size() < 3) {
+        return usage_error("an output, a number of bins and at least one input are expected");
+    }
+    constexpr int fewest = 2;
+    constexpr int most = (std::numeric_limits<int>::max() - 1) / 2 - 1; // as many as tonalign takes
+    const int bins = parse_bins(line.operands[1], fewest, most);
+    if (bins == 0) {
+        return usage_error("the number of bins is \"" + std::string(line.operands[1]) +
+                           "\", but a plain number from " + std::to_string(fewest) + " to " +
+                           std::to_string(most) + " is expected");
+    }
+    average(line.operands[0], bins, std::span(line.operands).subspan(2));
+    return done;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    tonalign::act_as(program, trouble);
+    tonalign::prepare_for_unattended_run();
+    const int status = run(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0));
+    std::cout.flush();
+    if (!std::cout) {
+        std::cerr << program << ": standard output cannot be written\n";
+        return trouble;
+    }
+    return status;
+}
