@@ -166,6 +166,7 @@ void average(const char* output, int bins, std::span<const char* const> names)
     }
     require_writable(output);
 
+    tonalign::enter_stage("taking memory for the bins");
     tonalign::HistogramMean mean(bins);
     const Progress progress(inputs.size());
     for (std::size_t k = 0; k < inputs.size(); ++k) {
