@@ -1,0 +1,126 @@
+#include "tests/support/random_runs.h"
+#include "tests/support/run_process.h"
+#include "tests/support/scratch_files.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+/// The mean histogram byte for byte, against one that is computed from the plain transcription.
+
+using namespace tonalign::test;
+
+namespace {
+
+/// Files of a group of volumes, and the mean of their histograms.
+struct Group
+{
+    ToolRun files;
+    std::vector<std::string> names;
+    std::vector<Histogram> histograms; ///< one for each name
+    Histogram mean;
+};
+
+/// Every element type in both byte orders, of sizes that differ, and the first volume once more at the end.
+Group draw_group(std::uint64_t seed, int bins)
+{
+    Dice dice(seed);
+    Group group{{}, {}, {}, Histogram(bins)};
+    std::vector<Histogram>& histograms = group.histograms;
+    for (const ElementType type : {ElementType::float64, ElementType::unsigned8, ElementType::signed16,
+                                   ElementType::signed32, ElementType::float32}) {
+        for (const ByteOrder order : {ByteOrder::native, ByteOrder::foreign}) {
+            const int nx = dice.between(2, 9);
+            const int ny = dice.between(1, 9);
+            const int nz = dice.between(1, 9);
+            StoredVolume stored{"drawn", Volume{nx, ny, nz, {}}, type, {}};
+            for (int k = 0; k < nx * ny * nz; ++k) {
+                stored.volume.voxels.push_back(dice.between(0, 255));
+            }
+            stored.volume.voxels.front() = 0;
+            stored.volume.voxels.back() = 255;
+            if (type != ElementType::unsigned8) {
+                for (double& voxel : stored.volume.voxels) {
+                    voxel = voxel * 40 - 1000;
+                }
+            }
+            if (type == ElementType::float64) {
+                for (double& voxel : stored.volume.voxels) {
+                    voxel = voxel * 0.1 + dice.unit();
+                }
+            }
+            describe_volume(stored.image.header, nx, ny, nz, type);
+            stored.image.order = order;
+            group.names.push_back("volume" + std::to_string(group.names.size()));
+            add_volume(group.files, stored, group.names.back());
+            histograms.push_back(histogram_of(stored.volume, bins));
+        }
+    }
+    group.names.push_back(group.names.front());
+    histograms.push_back(histograms.front());
+    for (int i = 1; i <= bins; ++i) {
+        double centres = 0.0;
+        double frequencies = 0.0;
+        for (const Histogram& one : histograms) {
+            centres = centres + one.centre[i];
+            frequencies = frequencies + one.frequency[i];
+        }
+        group.mean.centre[i] = centres / static_cast<double>(histograms.size());
+        group.mean.frequency[i] = frequencies / static_cast<double>(histograms.size());
+    }
+    return group;
+}
+
+ProcessResult average(const TemporaryDirectory& directory, const std::string& bins,
+                      const std::vector<std::string>& names, int threads)
+{
+    std::vector<std::string> argv{TONALIGN_AVERAGE_PROGRAM, "mean.hist", bins};
+    argv.insert(argv.end(), names.begin(), names.end());
+    return run_process(argv, directory.path(), threads);
+}
+
+void expect_silent_success(const ProcessResult& result)
+{
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standard_output, "");
+    EXPECT_EQ(result.standard_error, "");
+}
+
+TEST(Average, IsThatOfTheTranscriptionToTheLastDigit)
+{
+    for (const int bins : {2, 3, 17, 256}) {
+        const TemporaryDirectory directory;
+        const Group group = draw_group(500 + static_cast<std::uint64_t>(bins), bins);
+        for (const auto& [name, bytes] : group.files.inputs) {
+            write_file(directory.path() / name, bytes);
+        }
+        expect_silent_success(average(directory, std::to_string(bins), group.names, 1 + bins % 2));
+        EXPECT_EQ(read_file(directory.path() / "mean.hist"), file_text(group.mean)) << bins << " bins";
+    }
+}
+
+TEST(Average, IsTheHistogramOfASingleVolumeAndATargetForAnyOfThem)
+{
+    const TemporaryDirectory directory;
+    const Group group = draw_group(900, 16);
+    for (const auto& [name, bytes] : group.files.inputs) {
+        write_file(directory.path() / name, bytes);
+    }
+    expect_silent_success(average(directory, "16", {"volume3"}, 1));
+    const std::string single = read_file(directory.path() / "mean.hist");
+
+    expect_silent_success(average(directory, "16", group.names, 1));
+    const ProcessResult match =
+        run_process({TONALIGN_PROGRAM, "volume3", "mean.hist", "matched", "16", "before.hist", "after.hist"},
+                    directory.path(), 1);
+    EXPECT_EQ(match.status, 0);
+    EXPECT_EQ(single, read_file(directory.path() / "before.hist"));
+    std::ostringstream error_before;
+    error_before << "Error between histograms=\t" << distance(group.histograms[3], group.mean) << '\n';
+    EXPECT_NE(match.standard_output.find(error_before.str()), std::string::npos) << match.standard_output;
+    EXPECT_NE(match.standard_output.find("*****TOTAL RUNNING TIME*****"), std::string::npos);
+}
+
+} // namespace
