@@ -129,7 +129,7 @@ void OutputFile::open(const std::string& name)
     const auto old = status_of(m_final);
     const bool absent = !old && errno == ENOENT;
     const bool regular = old && S_ISREG(old->st_mode);
-    if (regular && !can_be_written(m_final)) {
+    if ((!old && !absent) || (regular && !can_be_written(m_final))) {
         return;
     }
     if ((absent || (regular && may_be_renamed_over(m_final, *old))) && m_final.has_filename()) {
