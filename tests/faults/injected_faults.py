@@ -1,0 +1,176 @@
+"""The faults that the shim injects: every call on a file, every allocation and every new thread of a run, in turn.
+
+An undisturbed run under the shim lists its calls. What must come of a fault depends on the kind of call and on what
+the file is to the run; the tables below say it.
+"""
+
+import dataclasses
+import errno
+import os
+import signal
+
+import fault_runs as runs
+from fault_runs import Case, Expected
+
+ALL_ERRORS = "ENOSPC EIO EDQUOT"
+# Kind of call: what is done to each one. "on" goes on failing, "half" moves half the bytes.
+ACTIONS = {
+    "open": "EACCES EIO EMFILE EINTR EIO:on KILL",
+    "read": "EIO EINTR half EIO:on KILL",
+    "write": "ENOSPC EIO EDQUOT EINTR half ENOSPC:on KILL TERM INT KILL:after TERM:after INT:after",
+    "close": "EIO ENOSPC EDQUOT ENOSPC:on KILL TERM KILL:after INT:after",
+    "rename": "EACCES EIO ENOSPC EIO:on KILL TERM INT KILL:after TERM:after INT:after",
+    "chmod": "EPERM EIO EIO:on KILL",
+    "unlink": "EACCES EIO EIO:on KILL KILL:after",
+    "stat": "EIO EACCES EIO:on",
+    "seek": "EIO",
+    "memory": "ENOMEM ENOMEM:on",
+    "thread": "EAGAIN EAGAIN:on",
+    "console": "ENOSPC EIO:on",
+}
+HARMLESS = ("half", "EINTR")
+
+SILENT = ()
+COUNTED = (runs.COMPLETE,)
+# Kind of call and what its file is: the statuses the run may end with, and what must be said (one of these).
+INPUT_FAILS = {
+    ("open", "header"): ((0,), (runs.HEADER_UNREAD,)),
+    ("open", "image"): ((0,), (runs.IMAGE_UNOPENED,)),
+    ("open", "histogram"): ((1,), (("err", "the histogram file cannot be opened for reading"),)),
+    ("read", "header"): ((0, 1), (("err", "AnalyzeHeader::load  read error"),)),
+    ("read", "image"): ((1,), (runs.REFUSED,)),
+    ("read", "histogram"): ((1,), (("err", "the histogram file cannot be read at bin "),)),
+    ("seek", "header"): ((0, 1), (("err", "AnalyzeHeader::load  error seeking pos"),)),
+}
+OUTPUT_FAILS = {
+    ("open", "header"): ((0,), (runs.HEADER_UNOPENED,)),
+    ("open", "image"): ((0,), (runs.IMAGE_UNOPENED,)),
+    ("write", "header"): ((0,), (runs.HEADER_UNWRITTEN,)),
+    ("write", "image"): ((0,), (runs.IMAGE_UNWRITTEN,)),
+    ("close", "header"): ((0,), (runs.HEADER_UNWRITTEN,)),
+    ("close", "image"): ((0,), (runs.IMAGE_UNWRITTEN,)),
+    # The two of a pair are put in place together.
+    ("rename", "header"): ((0,), (runs.HEADER_UNWRITTEN, runs.IMAGE_UNWRITTEN)),
+    ("rename", "image"): ((0,), (runs.HEADER_UNWRITTEN, runs.IMAGE_UNWRITTEN)),
+} | {(kind, "histogram"): ((0,), COUNTED) for kind in ("open", "write", "close", "rename")}
+
+
+@dataclasses.dataclass
+class Call:
+    kind: str
+    number: int
+    name: str = ""  # the final name
+    writes: bool = False
+
+    @property
+    def role(self):
+        return {".hdr": "header", ".img": "image"}.get(os.path.splitext(self.name)[1], "histogram")
+
+
+def traced_calls(lines, folder, outputs):
+    """The calls of the shim's lines; temporary files go by the final names they are renamed to or from."""
+    def short(name):
+        return name.removeprefix(f"{folder}/")
+
+    def temporary(name):
+        return runs.TEMPORARY in name
+
+    final = {}
+    for kind, name, detail in lines:
+        if kind == "rename" and temporary(name) != temporary(detail):
+            key, value = (name, detail) if temporary(name) else (detail, name)
+            final[short(key)] = short(value)
+    numbers = {}
+    reading = set()
+    for kind, name, detail in lines:
+        numbers[kind] = numbers.get(kind, 0) + 1
+        target = final.get(short(name), short(name))
+        target = final.get(short(detail), short(detail)) if kind == "rename" and temporary(target) else target
+        if kind == "open":
+            (reading.add if detail.startswith("r") else reading.discard)(target)
+        writes = temporary(name) or (target in outputs and target not in reading)
+        yield Call(kind, numbers[kind], target, writes)
+
+
+def group_of(form, name):
+    return next((group for group in form.groups if name in group), ())
+
+
+def expected_of(form, call, action, lasting):
+    """What must come of an action on a call."""
+    if call.kind == "memory":
+        return Expected(statuses=(0, 1, 127, -6), tidy=False)
+    if call.kind == "thread":
+        return Expected(statuses=(1,), told=(runs.NO_THREADS,))
+    if call.kind == "console":
+        return Expected(statuses=(0,), lost=())
+    if action in HARMLESS and call.kind in ("read", "write"):
+        return Expected(statuses=(0,), whole=True)
+    if lasting:
+        return Expected(statuses=(0, 1), tidy=call.kind not in ("rename", "unlink"))
+    fails = (OUTPUT_FAILS if call.writes else INPUT_FAILS).get((call.kind, call.role))
+    if fails is None or not call.name:
+        # Told or harmless: the general rules see to it.
+        return Expected(statuses=(0, 1), tidy=call.kind not in ("unlink", "chmod"))
+    statuses, told = fails
+    if not call.writes:
+        return Expected(statuses, told, untouched=True)
+    if told == (runs.IMAGE_UNOPENED,):
+        return Expected(statuses, told, lossy=True)
+    return Expected(statuses, told, lost=group_of(form, call.name))
+
+
+def cases_of_call(form, call, old, threads):
+    for entry in ACTIONS[call.kind].split():
+        action, _, when = entry.partition(":")
+        if action in ("KILL", "TERM", "INT"):
+            number = getattr(signal, "SIG" + action)
+            environment = f"{when or 'before'} {int(number)}"
+            expected = Expected(statuses=(-number,), tidy=False)
+        else:
+            environment = "half" if action == "half" else f"errno {getattr(errno, action)}"
+            expected = expected_of(form, call, action, when == "on")
+        variables = {"FAULT_CALL": call.kind, "FAULT_AT": str(call.number), "FAULT_ACTION": environment}
+        yield Case(f"{call.kind}/{form.name}-{'old' if old else 'new'}-{threads}/{call.number}-{entry}", form, expected, old,
+                   threads, variables | ({"FAULT_ON": "1"} if when == "on" else {}), injected=True)  # fmt: skip
+
+
+def trace(runner, form, old, threads, number):
+    folder = runner.folder(number)
+    outcome, lines = runner.run(Case("trace", form, Expected(), old, threads, injected=True), folder)
+    if outcome.status != 0 or not lines:
+        raise SystemExit(f"The shim disturbs '{form.name}' or counts nothing: {outcome}")
+    return list(traced_calls(lines, folder, form.outputs))
+
+
+# Form, outputs there before, threads, kinds of call. The large form has the same allocations as the small one.
+FILES = tuple(kind for kind in ACTIONS if kind not in ("memory", "thread", "console"))
+SWEEPS = (
+    ("volumes", False, 1, (*FILES, "memory", "console")),
+    ("volumes", True, 1, (*FILES, "memory")),
+    ("volumes", True, 2, (*FILES, "thread")),
+    ("histogram", True, 1, (*FILES, "memory")),
+    ("histogram", False, 2, ("memory", "thread")),
+    ("blocks", False, 1, FILES),
+    ("blocks", True, 2, (*FILES, "thread")),
+    ("in-place", True, 1, FILES),
+)
+
+
+def cases(runner, forms):
+    """Every injected fault. Allocations are where the runs of a form may differ by a few, so two are counted."""
+    number = 900000
+    # A sanitizer's own allocator stands before the shim's.
+    impossible = ("memory",) if runner.sanitizer else ()
+    for name, old, threads, kinds in SWEEPS:
+        form = forms[name]
+        first = trace(runner, form, old, threads, number)
+        allocations = [sum(call.kind == "memory" for call in calls)
+                       for calls in (first, trace(runner, form, old, threads, number + 1))]  # fmt: skip
+        number += 2
+        for call in first:
+            if call.kind not in kinds or call.kind in impossible:
+                continue
+            if call.kind == "memory" and call.number > min(allocations):
+                continue
+            yield from cases_of_call(form, call, old, threads)
