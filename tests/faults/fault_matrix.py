@@ -55,7 +55,8 @@ def run_user(user, arguments, top):
     for number, form in enumerate(forms.values(), 999000):
         runner.undisturbed(form, runner.folder(number))
     cases = [*injected_faults.cases(runner, forms), *surroundings.cases(runner, forms)]
-    cases = [case for case in cases if arguments.only in case.name]
+    exact = [case for case in cases if case.name == arguments.only]
+    cases = exact or [case for case in cases if arguments.only in case.name]
     cases = list(sample(cases)) if arguments.short else cases
     counts, wrong_counts = collections.Counter(), collections.Counter()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
@@ -67,7 +68,8 @@ def run_user(user, arguments, top):
             if wrong:
                 wrong_counts[group] += 1
                 print(f"WRONG as {user}: {case.name}: " + "; ".join(wrong))
-                print(f"  repeat: {shlex.join([sys.executable, *sys.argv, '--only', case.name])}\n  which runs: {command}")
+                again = [sys.executable, sys.argv[0], "--only", case.name, str(arguments.tool), str(arguments.shim)]
+                print(f"  repeat: {shlex.join(again)}\n  which runs: {command}")
     for group, count in counts.items():
         print(f"as {user}: {group}: tried {count}, wrong {wrong_counts[group]}")
     return counts.total(), wrong_counts.total()

@@ -35,11 +35,12 @@ IMAGE_UNOPENED = ("err", "  Error opening file ")
 HEADER_UNREAD = ("err", " AnalyzeHeader could not be loaded from file = ")
 REFUSED = ("err", "tonalign: ")
 NO_VOLUME = ("err", " Failed to allocate Memory ")
+HEADER_CORRUPTED = ("err", " Header corrupted, even after Byte Swapping ")
 BAD_DIMENSIONS = ("err", "Dimensions not good in ")
 NO_THREADS = ("err", "libgomp: ")
 LOSSES = (HEADER_UNOPENED, HEADER_UNWRITTEN, IMAGE_UNWRITTEN, IMAGE_UNOPENED)
 ENDINGS = {
-    0: (COMPLETE, IMAGE_UNOPENED, HEADER_UNREAD),
+    0: (COMPLETE, IMAGE_UNOPENED, HEADER_UNREAD, HEADER_CORRUPTED),
     1: (REFUSED, NO_VOLUME, BAD_DIMENSIONS, NO_THREADS),
     -6: (OUT_OF_MEMORY,),
 }
@@ -115,6 +116,7 @@ class Expected:
     lost: tuple = None  # exactly these outputs are not new
     lossy: bool = False  # at least one output is not new
     tidy: bool = True  # no temporary file stays
+    mute: bool = False  # standard output is lost, and what was told on it
 
 
 @dataclasses.dataclass
@@ -271,7 +273,7 @@ def complaints(case, folder, outcome, fired):
         for stream, text in outcome.texts.items():
             if RUNNING_TIME.sub("", text) != case.form.output[stream]:
                 yield f"{stream} differs from that of an undisturbed run"
-    elif outcome.status in ENDINGS and outcome.status >= 0 and not case.redirect:
+    elif outcome.status in ENDINGS and not expected.mute:
         yield from untold_losses(case, outcome)
     if case.check:
         yield from case.check(folder, outcome)
