@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Tries faults on the tool and counts those it handles: fault_matrix.py [--short] [--only TEXT] TOOL SHIM
+"""Tries faults on the tool and counts those it handles: fault_matrix.py [--short] [--only TEXT] [--keep] TOOL SHIM
 
 SHIM is the library built of fault_shim.cpp. As root, everything is tried as root and as an ordinary user; else once, as
-the user that calls. --short tries a sample of each group; --only the cases whose names contain TEXT, and keeps their
-folders. The last line is `faults tried N, handled N, wrong N`; the status is 1 if any was wrong or none was tried.
+the user that calls. --short tries a sample of each group; --only the one case named TEXT, or those whose names contain
+it; --keep shows what came of each and keeps its folder. The last line is `faults tried N, handled N, wrong N`; the
+status is 1 if any was wrong or none was tried.
 """
 
 import argparse
@@ -54,13 +55,13 @@ def run_user(user, arguments, top):
     forms = {form.name: form for form in fault_runs.forms()}
     for number, form in enumerate(forms.values(), 999000):
         runner.undisturbed(form, runner.folder(number))
-    cases = [*injected_faults.cases(runner, forms), *surroundings.cases(runner, forms)]
+    cases = [*surroundings.cases(runner, forms), *injected_faults.cases(runner, forms)]
     exact = [case for case in cases if case.name == arguments.only]
     cases = exact or [case for case in cases if arguments.only in case.name]
     cases = list(sample(cases)) if arguments.short else cases
     counts, wrong_counts = collections.Counter(), collections.Counter()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        work = [pool.submit(tried, runner, number, case, arguments.only) for number, case in enumerate(cases)]
+        work = [pool.submit(tried, runner, number, case, arguments.keep) for number, case in enumerate(cases)]
         for case, future in zip(cases, work):
             wrong, command = future.result()
             group = case.name.split("/")[0]
@@ -68,7 +69,7 @@ def run_user(user, arguments, top):
             if wrong:
                 wrong_counts[group] += 1
                 print(f"WRONG as {user}: {case.name}: " + "; ".join(wrong))
-                again = [sys.executable, sys.argv[0], "--only", case.name, str(arguments.tool), str(arguments.shim)]
+                again = [sys.executable, sys.argv[0], "--keep", "--only", case.name, str(arguments.tool), str(arguments.shim)]
                 print(f"  repeat: {shlex.join(again)}\n  which runs: {command}")
     for group, count in counts.items():
         print(f"as {user}: {group}: tried {count}, wrong {wrong_counts[group]}")
@@ -79,6 +80,7 @@ def main():
     parser = argparse.ArgumentParser(description="Try faults on the tool.")
     parser.add_argument("--short", action="store_true")
     parser.add_argument("--only", default="")
+    parser.add_argument("--keep", action="store_true")
     parser.add_argument("tool", type=Path)
     parser.add_argument("shim", type=Path)
     arguments = parser.parse_args()
@@ -90,7 +92,7 @@ def main():
         try:
             totals.append(run_user(user, arguments, top))
         finally:
-            if not arguments.only:
+            if not arguments.keep:
                 shutil.rmtree(top, ignore_errors=True)
     count, wrong = (sum(column) for column in zip(*totals))
     print(f"faults tried {count}, handled {count - wrong}, wrong {wrong}")

@@ -39,17 +39,8 @@ INPUT_FAILS = {
     ("read", "histogram"): ((1,), (("err", "the histogram file cannot be read at bin "),)),
     ("seek", "header"): ((0, 1), (("err", "AnalyzeHeader::load  error seeking pos"),)),
 }
-OUTPUT_FAILS = {
-    ("open", "header"): ((0,), (runs.HEADER_UNOPENED,)),
-    ("open", "image"): ((0,), (runs.IMAGE_UNOPENED,)),
-    ("write", "header"): ((0,), (runs.HEADER_UNWRITTEN,)),
-    ("write", "image"): ((0,), (runs.IMAGE_UNWRITTEN,)),
-    ("close", "header"): ((0,), (runs.HEADER_UNWRITTEN,)),
-    ("close", "image"): ((0,), (runs.IMAGE_UNWRITTEN,)),
-    # The two of a pair are put in place together.
-    ("rename", "header"): ((0,), (runs.HEADER_UNWRITTEN, runs.IMAGE_UNWRITTEN)),
-    ("rename", "image"): ((0,), (runs.HEADER_UNWRITTEN, runs.IMAGE_UNWRITTEN)),
-} | {(kind, "histogram"): ((0,), (runs.COMPLETE,)) for kind in ("open", "write", "close", "rename")}
+UNOPENED = {"header": (runs.HEADER_UNOPENED,), "image": (runs.IMAGE_UNOPENED,), "histogram": (runs.COMPLETE,)}
+UNWRITTEN = {"header": (runs.HEADER_UNWRITTEN,), "image": (runs.IMAGE_UNWRITTEN,), "histogram": (runs.COMPLETE,)}
 
 
 @dataclasses.dataclass
@@ -58,35 +49,43 @@ class Call:
     number: int
     name: str = ""  # the final name
     writes: bool = False
+    flushes: bool = False  # the end of a file to which something has been written
 
     @property
     def role(self):
         return {".hdr": "header", ".img": "image"}.get(os.path.splitext(self.name)[1], "histogram")
 
 
+def final_names(lines):
+    """For each line the final name of its file. A temporary name means the file it is next renamed to; after an old
+    file was set aside under it, that one until it is removed or renamed again."""
+    aside = {}
+    for i, (kind, name, detail) in enumerate(lines):
+        if runs.TEMPORARY not in name:
+            if kind == "rename":
+                aside[detail] = name
+            yield name
+            continue
+        yield aside.get(name) or next((to for after, source, to in lines[i:] if (after, source) == ("rename", name)), None) \
+            or next((source for after, source, to in lines[i:] if (after, to) == ("rename", name)), name)  # fmt: skip
+        if kind in ("rename", "unlink"):
+            aside.pop(name, None)
+
+
 def traced_calls(lines, folder, outputs):
-    """The calls of the shim's lines; temporary files go by the final names they are renamed to or from."""
-    def short(name):
-        return name.removeprefix(f"{folder}/")
-
-    def temporary(name):
-        return runs.TEMPORARY in name
-
-    final = {}
-    for kind, name, detail in lines:
-        if kind == "rename" and temporary(name) != temporary(detail):
-            key, value = (name, detail) if temporary(name) else (detail, name)
-            final[short(key)] = short(value)
-    numbers = {}
-    reading = set()
-    for kind, name, detail in lines:
+    """The calls of the shim's lines."""
+    lines = [(kind, name.removeprefix(f"{folder}/"), detail) for kind, name, detail in lines]
+    numbers, reading, written = {}, set(), set()
+    for (kind, name, detail), final in zip(lines, final_names(lines)):
         numbers[kind] = numbers.get(kind, 0) + 1
-        target = final.get(short(name), short(name))
-        target = final.get(short(detail), short(detail)) if kind == "rename" and temporary(target) else target
         if kind == "open":
-            (reading.add if detail.startswith("r") else reading.discard)(target)
-        writes = temporary(name) or (target in outputs and target not in reading)
-        yield Call(kind, numbers[kind], target, writes)
+            (reading.add if detail.startswith("r") else reading.discard)(name)
+        if kind == "write":
+            written.add(name)
+        yield Call(kind, numbers[kind], final, runs.TEMPORARY in name or (final in outputs and name not in reading),
+                   kind == "close" and name in written)  # fmt: skip
+        if kind == "close":
+            written.discard(name)
 
 
 def group_of(form, name):
@@ -105,16 +104,21 @@ def expected_of(form, call, action, lasting):
         return Expected(statuses=(0,), whole=True)
     if lasting:
         return Expected(statuses=(0, 1), tidy=call.kind not in ("rename", "unlink"))
-    fails = (OUTPUT_FAILS if call.writes else INPUT_FAILS).get((call.kind, call.role))
-    if fails is None or not call.name:
-        # Told or harmless: the general rules see to it.
-        return Expected(statuses=(0, 1), tidy=call.kind not in ("unlink", "chmod"))
-    statuses, told = fails
     if not call.writes:
+        if (call.kind, call.role) not in INPUT_FAILS:
+            return Expected(statuses=(0, 1))
+        statuses, told = INPUT_FAILS[call.kind, call.role]
         return Expected(statuses, told, untouched=True)
-    if told == (runs.IMAGE_UNOPENED,):
-        return Expected(statuses, told, lossy=True)
-    return Expected(statuses, told, lost=group_of(form, call.name))
+    group = group_of(form, call.name)
+    if call.kind == "write" or call.flushes:
+        return Expected((0,), UNWRITTEN[call.role], lost=group)
+    if call.kind == "rename":
+        # The two of a pair are put in place together, and either may be named.
+        told = (runs.COMPLETE,) if len(group) == 1 else (runs.HEADER_UNWRITTEN, runs.IMAGE_UNWRITTEN)
+        return Expected((0,), told, lost=group)
+    # Looking, trying and tidying: harmless, or told like a file that was not opened or not written.
+    return Expected((0,), (*UNOPENED[call.role], *UNWRITTEN[call.role], runs.COMPLETE), at_most=group,
+                    tidy=call.kind != "unlink")  # fmt: skip
 
 
 def cases_of_call(form, call, old, threads):
