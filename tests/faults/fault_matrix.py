@@ -23,7 +23,7 @@ import fault_runs
 import injected_faults
 import surroundings
 
-SAMPLE = 24  # cases of each group in the short form
+SAMPLE = 12  # cases of each group in the short form
 
 
 def sample(cases):

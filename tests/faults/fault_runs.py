@@ -162,7 +162,7 @@ class Runner:
         for source, copy in ((tool, self.tool), (shim, self.shim)):
             shutil.copy(source, copy)
         self.sanitizer = ""
-        if b"__asan_init" in tool.read_bytes():
+        if b"libasan.so" in tool.read_bytes():
             self.sanitizer = subprocess.run(["gcc", "-print-file-name=libasan.so"], capture_output=True, text=True,
                                             check=True).stdout.strip()  # fmt: skip
 

@@ -7,8 +7,8 @@
 //   FAULT_ACTION  errno N | half | before SIGNAL | after SIGNAL   (N and SIGNAL are numbers)
 //   FAULT_ON      if set, the calls after it fail as well: a disk stays full
 //
-// Every variant of a call counts as one kind. The C library's own inner calls do not come through here: a file that
-// fopen opens, or what fwrite writes, is met in fopen and fwrite themselves.
+// Every variant of a call counts as one kind. The C library's own inner calls do not come through here: a
+// file that fopen opens, or what fwrite writes, is met in fopen and fwrite themselves.
 
 #include <atomic>
 #include <cerrno>
@@ -36,8 +36,22 @@ extern char** environ;
 
 namespace {
 
-enum Kind { open_call, read_call, write_call, close_call, rename_call, chmod_call, unlink_call, stat_call,
-            seek_call, memory_call, thread_call, console_call, kinds };
+enum Kind
+{
+    open_call,
+    read_call,
+    write_call,
+    close_call,
+    rename_call,
+    chmod_call,
+    unlink_call,
+    stat_call,
+    seek_call,
+    memory_call,
+    thread_call,
+    console_call,
+    kinds
+};
 
 constexpr const char* kind_names[kinds] = {"open",   "read", "write", "close",  "rename", "chmod",
                                            "unlink", "stat", "seek",  "memory", "thread", "console"};
@@ -118,7 +132,8 @@ void note(Kind kind, const char* name, const char* detail)
     append("\t");
     append(detail);
     append("\n");
-    const long file = syscall(SYS_openat, AT_FDCWD, plan.log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    const long file =
+        syscall(SYS_openat, AT_FDCWD, plan.log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     syscall(SYS_write, file, line, length);
     syscall(SYS_close, file);
     errno = saved;
@@ -129,7 +144,8 @@ bool counts(const char* name)
     if (name == nullptr || name[0] == '\0') {
         return false;
     }
-    return name[0] != '/' || (plan.folder != nullptr && std::strncmp(name, plan.folder, std::strlen(plan.folder)) == 0);
+    return name[0] != '/' ||
+           (plan.folder != nullptr && std::strncmp(name, plan.folder, std::strlen(plan.folder)) == 0);
 }
 
 /// Counts a call and says what shall happen to it. A signal to be sent first is sent here.
@@ -244,31 +260,31 @@ mode_t mode_of(int flags, va_list rest)
 extern "C" {
 
 // Calls on a named file.
-#define WRAP_PATH(result, name, kind, file, detail, parameters, arguments, exceptions)                   \
-    result name parameters exceptions                                                                    \
-    {                                                                                                    \
-        return guarded(meet_path(kind, file, detail),                                                    \
-                       [&] { return next<result(*) parameters>(#name) arguments; });                     \
+#define WRAP_PATH(result, name, kind, file, detail, parameters, arguments, exceptions)                       \
+    result name parameters exceptions                                                                        \
+    {                                                                                                        \
+        return guarded(meet_path(kind, file, detail),                                                        \
+                       [&] { return next<result(*) parameters>(#name) arguments; });                         \
     }
 
 // Calls on a descriptor.
-#define WRAP_FD(result, name, kind, parameters, arguments, exceptions)                                   \
-    result name parameters exceptions                                                                    \
-    {                                                                                                    \
-        return guarded(meet_descriptor(kind, descriptor),                                                \
-                       [&] { return next<result(*) parameters>(#name) arguments; });                     \
+#define WRAP_FD(result, name, kind, parameters, arguments, exceptions)                                       \
+    result name parameters exceptions                                                                        \
+    {                                                                                                        \
+        return guarded(meet_descriptor(kind, descriptor),                                                    \
+                       [&] { return next<result(*) parameters>(#name) arguments; });                         \
     }
 
-#define WRAP_OPEN(name, before, passed)                                                                  \
-    int name(before const char* file, int flags, ...)                                                    \
-    {                                                                                                    \
-        va_list rest;                                                                                    \
-        va_start(rest, flags);                                                                           \
-        const mode_t mode = mode_of(flags, rest);                                                        \
-        va_end(rest);                                                                                    \
-        return guarded(meet_path(open_call, file, way(flags)), [&] {                                     \
-            return next<int (*)(before const char*, int, ...)>(#name)(passed file, flags, mode);         \
-        });                                                                                              \
+#define WRAP_OPEN(name, before, passed)                                                                      \
+    int name(before const char* file, int flags, ...)                                                        \
+    {                                                                                                        \
+        va_list rest;                                                                                        \
+        va_start(rest, flags);                                                                               \
+        const mode_t mode = mode_of(flags, rest);                                                            \
+        va_end(rest);                                                                                        \
+        return guarded(meet_path(open_call, file, way(flags)), [&] {                                         \
+            return next<int (*)(before const char*, int, ...)>(#name)(passed file, flags, mode);             \
+        });                                                                                                  \
     }
 
 #define COMMA ,
@@ -287,12 +303,14 @@ WRAP_PATH(int, chmod, chmod_call, file, "", (const char* file, mode_t mode), (fi
 WRAP_PATH(int, fchmodat, chmod_call, file, "", (int at, const char* file, mode_t mode, int flags),
           (at, file, mode, flags), noexcept)
 WRAP_PATH(int, unlink, unlink_call, file, "", (const char* file), (file), noexcept)
-WRAP_PATH(int, unlinkat, unlink_call, file, "", (int at, const char* file, int flags), (at, file, flags), noexcept)
+WRAP_PATH(int, unlinkat, unlink_call, file, "", (int at, const char* file, int flags), (at, file, flags),
+          noexcept)
 WRAP_PATH(int, remove, unlink_call, file, "", (const char* file), (file), noexcept)
 WRAP_PATH(int, stat, stat_call, file, "", (const char* file, struct stat* found), (file, found), noexcept)
 WRAP_PATH(int, stat64, stat_call, file, "", (const char* file, struct stat64* found), (file, found), noexcept)
 WRAP_PATH(int, lstat, stat_call, file, "", (const char* file, struct stat* found), (file, found), noexcept)
-WRAP_PATH(int, lstat64, stat_call, file, "", (const char* file, struct stat64* found), (file, found), noexcept)
+WRAP_PATH(int, lstat64, stat_call, file, "", (const char* file, struct stat64* found), (file, found),
+          noexcept)
 WRAP_PATH(int, access, stat_call, file, "", (const char* file, int mode), (file, mode), noexcept)
 WRAP_PATH(int, faccessat, stat_call, file, "", (int at, const char* file, int mode, int flags),
           (at, file, mode, flags), noexcept)
@@ -302,7 +320,8 @@ WRAP_PATH(ssize_t, readlink, stat_call, file, "", (const char* file, char* targe
 WRAP_FD(int, fchmod, chmod_call, (int descriptor, mode_t mode), (descriptor, mode), noexcept)
 WRAP_FD(int, fstat, stat_call, (int descriptor, struct stat* found), (descriptor, found), noexcept)
 WRAP_FD(int, fstat64, stat_call, (int descriptor, struct stat64* found), (descriptor, found), noexcept)
-WRAP_FD(off_t, lseek, seek_call, (int descriptor, off_t offset, int from), (descriptor, offset, from), noexcept)
+WRAP_FD(off_t, lseek, seek_call, (int descriptor, off_t offset, int from), (descriptor, offset, from),
+        noexcept)
 WRAP_FD(off64_t, lseek64, seek_call, (int descriptor, off64_t offset, int from), (descriptor, offset, from),
         noexcept)
 
@@ -310,7 +329,8 @@ ssize_t read(int descriptor, void* bytes, std::size_t size)
 {
     const Fault fault = meet_descriptor(read_call, descriptor);
     return guarded(fault, [&] {
-        return next<ssize_t (*)(int, void*, std::size_t)>("read")(descriptor, bytes, half_if(fault.half, size));
+        return next<ssize_t (*)(int, void*, std::size_t)>("read")(descriptor, bytes,
+                                                                  half_if(fault.half, size));
     });
 }
 
@@ -335,9 +355,8 @@ ssize_t writev(int descriptor, const struct iovec* parts, int count)
         last->iov_len = size;
         return written;
     }
-    return guarded(fault, [&] {
-        return next<ssize_t (*)(int, const iovec*, int)>("writev")(descriptor, parts, count);
-    });
+    return guarded(
+        fault, [&] { return next<ssize_t (*)(int, const iovec*, int)>("writev")(descriptor, parts, count); });
 }
 
 int close(int descriptor)
@@ -362,8 +381,8 @@ std::size_t fwrite(const void* bytes, std::size_t size, std::size_t count, FILE*
         return 0;
     }
     return guarded(fault, [&] {
-        return next<std::size_t (*)(const void*, std::size_t, std::size_t, FILE*)>("fwrite")(bytes, size, count,
-                                                                                             file);
+        return next<std::size_t (*)(const void*, std::size_t, std::size_t, FILE*)>("fwrite")(bytes, size,
+                                                                                             count, file);
     });
 }
 
@@ -373,7 +392,8 @@ int fflush(FILE* file)
                    [&] { return next<int (*)(FILE*)>("fflush")(file); });
 }
 
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument) noexcept
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
+                   void* argument) noexcept
 {
     const Fault fault = meet_path(thread_call, "thread");
     if (fault.error != 0) {

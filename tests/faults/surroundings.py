@@ -248,7 +248,10 @@ def special_cases(runner, forms):
             if not stat.S_ISFIFO((folder / name).stat().st_mode):
                 yield f"{name} is no pipe any more"
 
-        yield Case(f"special/pipe-{name}", form, Expected((0,)), prepare=pipe, check=got_all)
+        # A header is written at a position in its file, which a pipe does not have.
+        header = name.endswith(".hdr")
+        yield Case(f"special/pipe-{name}", form, Expected((0,), (runs.HEADER_UNWRITTEN,) if header else ()), prepare=pipe,
+                   check=None if header else got_all)  # fmt: skip
     for device, minor in (("full", 7), ("null", 3)):
         for name in form.outputs:
             if runner.nodes:
