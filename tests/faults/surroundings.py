@@ -298,7 +298,8 @@ def cases(runner, forms):
     yield from file_size_cases(forms)
     yield from memory_cases(runner, forms)
     yield from thread_cases(runner, forms)
-    yield from descriptor_cases(forms)
+    if not runner.sanitizer:  # which needs some itself
+        yield from descriptor_cases(forms)
     yield from full_disk_cases(runner, forms)
     yield from permission_cases(runner, forms)
     yield from link_cases(forms)
