@@ -69,8 +69,8 @@ def run_user(user, arguments, top):
             if wrong:
                 wrong_counts[group] += 1
                 print(f"WRONG as {user}: {case.name}: " + "; ".join(wrong))
-                again = [sys.executable, sys.argv[0], "--keep", "--only", case.name, str(arguments.tool), str(arguments.shim)]
-                print(f"  repeat: {shlex.join(again)}\n  which runs: {command}")
+                again = [sys.executable, sys.argv[0], "--keep", "--only", case.name, arguments.tool, arguments.shim]
+                print(f"  repeat: {shlex.join(map(str, again))}\n  which runs: {command}")
     for group, count in counts.items():
         print(f"as {user}: {group}: tried {count}, wrong {wrong_counts[group]}")
     return counts.total(), wrong_counts.total()

@@ -65,8 +65,10 @@ def final_names(lines):
                 aside[detail] = name
             yield name
             continue
-        yield aside.get(name) or next((to for after, source, to in lines[i:] if (after, source) == ("rename", name)), None) \
-            or next((source for after, source, to in lines[i:] if (after, to) == ("rename", name)), name)  # fmt: skip
+        renames = [(source, to) for after, source, to in lines[i:] if after == "rename" and name in (source, to)]
+        left = [to for source, to in renames if source == name]
+        taken = [source for source, _ in renames if source != name]
+        yield aside.get(name) or (*left, *taken, name)[0]
         if kind in ("rename", "unlink"):
             aside.pop(name, None)
 
@@ -82,7 +84,7 @@ def traced_calls(lines, folder, outputs):
         if kind == "write":
             written.add(name)
         yield Call(kind, numbers[kind], final, runs.TEMPORARY in name or (final in outputs and name not in reading),
-                   kind == "close" and name in written)  # fmt: skip
+                   kind == "close" and name in written)
         if kind == "close":
             written.discard(name)
 
@@ -131,8 +133,9 @@ def cases_of_call(form, call, old, threads):
             environment = "half" if action == "half" else f"errno {getattr(errno, action)}"
             expected = expected_of(form, call, action, when == "on")
         variables = {"FAULT_CALL": call.kind, "FAULT_AT": str(call.number), "FAULT_ACTION": environment}
-        yield Case(f"{call.kind}/{form.name}-{'old' if old else 'new'}-{threads}/{call.number}-{entry}", form, expected, old,
-                   threads, variables | ({"FAULT_ON": "1"} if when == "on" else {}), injected=True)  # fmt: skip
+        variables |= {"FAULT_ON": "1"} if when == "on" else {}
+        name = f"{call.kind}/{form.name}-{'old' if old else 'new'}-{threads}/{call.number}-{entry}"
+        yield Case(name, form, expected, old, threads, variables, injected=True)
 
 
 def trace(runner, form, old, threads, number):
@@ -158,15 +161,15 @@ SWEEPS = (
 
 
 def cases(runner, forms):
-    """Every injected fault. Allocations are where the runs of a form may differ by a few, so two are counted."""
-    number = 900000
+    """Every injected fault. Allocations are where the runs of a form may differ by a few, so two runs are counted."""
+    number = 900000  # no case's
     # A sanitizer's own allocator stands before the shim's.
     impossible = ("memory",) if runner.sanitizer else ()
     for name, old, threads, kinds in SWEEPS:
         form = forms[name]
         first = trace(runner, form, old, threads, number)
         allocations = [sum(call.kind == "memory" for call in calls)
-                       for calls in (first, trace(runner, form, old, threads, number + 1))]  # fmt: skip
+                       for calls in (first, trace(runner, form, old, threads, number + 1))]
         number += 2
         for call in first:
             if call.kind not in kinds or call.kind in impossible:

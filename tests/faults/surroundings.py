@@ -15,6 +15,10 @@ ANY_END = (0, 1, 127, -6)
 UNPRIVILEGED = ("setpriv", f"--reuid={runs.ORDINARY_USER}", f"--regid={runs.ORDINARY_USER}", "--clear-groups")
 
 
+def label(old):
+    return "old" if old else "new"
+
+
 def pages(content):
     return -(-len(content) // PAGE)
 
@@ -32,7 +36,8 @@ def file_size_cases(forms):
             lost = lost_groups(form, lambda name: len(form.reference[name]) > limit)
             for old in (False, True):
                 expected = Expected((0,), (runs.COMPLETE,), lost=lost)
-                yield Case(f"file-size/{form.name}-{old}-{limit}", form, expected, old, launch=("prlimit", f"--fsize={limit}"))
+                launch = ("prlimit", f"--fsize={limit}")
+                yield Case(f"file-size/{form.name}-{label(old)}-{limit}", form, expected, old, launch=launch)
 
 
 def starts_with(runner, form, limit, threads):
@@ -58,8 +63,9 @@ def memory_cases(runner, forms):
         # Less than a quarter, and the kernel cannot even start a program.
         for step in range(16, 64):
             limit = low * 1024 * step // 64
-            yield Case(f"memory-limit/{threads}-{step}", form, Expected(ANY_END, tidy=False, lossy=True), step % 2 == 0, threads,
-                       launch=("prlimit", f"--as={limit << 10}"))  # fmt: skip
+            expected = Expected(ANY_END, tidy=False, lossy=True)
+            launch = ("prlimit", f"--as={limit << 10}")
+            yield Case(f"memory-limit/{threads}-{step}", form, expected, step % 2 == 0, threads, launch=launch)
 
 
 def thread_cases(runner, forms):
@@ -71,13 +77,14 @@ def thread_cases(runner, forms):
             yield Case(f"threads/{name}-processes", form, expected, True, 4000, launch=("prlimit", "--nproc=1"))
         if not runner.sanitizer:
             yield Case(f"threads/{name}-memory", form, Expected((1, -6, 127), lossy=True), True, 4000,
-                       launch=("prlimit", f"--as={1 << 29}"))  # fmt: skip
+                       launch=("prlimit", f"--as={1 << 29}"))
             yield Case(f"threads/{name}-stacks", form, expected, True, 4, {"OMP_STACKSIZE": "100000G"})
 
 
 def descriptor_cases(forms):
     for count in range(3, 7):
-        yield Case(f"descriptors/{count}", forms["histogram"], Expected(ANY_END), True, launch=("prlimit", f"--nofile={count}"))
+        launch = ("prlimit", f"--nofile={count}")
+        yield Case(f"descriptors/{count}", forms["histogram"], Expected(ANY_END), True, launch=launch)
 
 
 # A file system of its own for the outputs, whose content is brought out before it ends with its name space.
@@ -91,8 +98,8 @@ exit $status"""
 
 def can_mount(runner):
     name_space = ("unshare", "-m") if os.geteuid() == 0 else ("unshare", "-rm")
-    trial = subprocess.run([*name_space, "mount", "-t", "tmpfs", "tonalign", runner.top], capture_output=True, text=True,
-                           check=False)  # fmt: skip
+    command = [*name_space, "mount", "-t", "tmpfs", "tonalign", runner.top]
+    trial = subprocess.run(command, capture_output=True, text=True, check=False)
     return name_space, trial.stderr.strip() if trial.returncode else ""
 
 
@@ -109,29 +116,30 @@ def on_disk(form):
 def full_disk_cases(runner, forms):
     name_space, reason = can_mount(runner)
     if reason:
-        print(f"as {runner.user}: full-disk: not possible here ({reason}); no space is injected at every write all the same")
+        print(f"as {runner.user}: full-disk: not possible here ({reason}); ENOSPC is injected at every write")
         return
     owner = f"uid={runs.ORDINARY_USER},gid={runs.ORDINARY_USER}," if runner.as_other else ""
     for form in (forms["histogram"], forms["blocks"]):
         twin, places = on_disk(form)
         need = sum(map(pages, form.reference.values()))
-        settings = [f"size={size * PAGE}" for size in range(1, need)]
-        settings += [f"size=100M,nr_inodes={count}" for count in range(1, len(form.outputs) + 1)]
-        for setting in settings:
-            # The old files take their part of the disk, so the smallest disks do not hold them.
-            small = setting.startswith("size=") and int(setting.split(",")[0][5:].rstrip("M")) < PAGE * 8
-            for old in (False,) if "inodes" in setting or small and "M" not in setting else (False, True):
-                def prepare(folder, old=old, form=form):
-                    (folder / "disk").mkdir()
-                    folder.chmod(0o777)
-                    if old:
-                        (folder / "old").mkdir()
-                        for name in form.outputs:
-                            (folder / name).rename(folder / "old" / name)
+        settings = [(f"size={size * PAGE}", False) for size in range(1, need)]
+        # A disk of old files must have held them.
+        settings += [(f"size={size * PAGE}", True) for size in range(len(form.outputs), need)]
+        settings += [(f"size=100M,nr_inodes={count}", False) for count in range(1, len(form.outputs) + 1)]
+        for setting, old in settings:
+            def prepare(folder, old=old, form=form):
+                (folder / "disk").mkdir()
+                folder.chmod(0o777)
+                if old:
+                    (folder / "old").mkdir()
+                    for name in form.outputs:
+                        (folder / name).rename(folder / "old" / name)
 
-                launch = (*name_space, "sh", "-c", ON_SMALL_DISK, "sh", owner + setting)
-                yield Case(f"full-disk/{form.name}-{old}-{setting}", twin, Expected((0,), lossy=True), old, prepare=prepare,
-                           launch=launch + (UNPRIVILEGED if runner.as_other else ()), outputs=places, rights=False)  # fmt: skip
+            launch = (*name_space, "sh", "-c", ON_SMALL_DISK, "sh", owner + setting)
+            launch += UNPRIVILEGED if runner.as_other else ()
+            name = f"full-disk/{form.name}-{label(old)}-{setting}"
+            yield Case(name, twin, Expected((0,), lossy=True), old, prepare=prepare, launch=launch, outputs=places,
+                       rights=False)
 
 
 def modes(wanted):
@@ -159,16 +167,18 @@ def permission_cases(runner, forms):
         yield Case(f"permissions/umask-{umask:o}", form, whole, umask=umask, check=modes(0o666 & ~umask))
     for mode in (0o600, 0o640, 0o666, 0o755, 0o606):
         yield Case(f"permissions/kept-{mode:o}", form, whole, True, umask=0o077, prepare=set_modes(mode, form.outputs),
-                   check=modes(mode))  # fmt: skip
+                   check=modes(mode))
     told = {".hdr": (runs.HEADER_UNOPENED,), ".img": (runs.IMAGE_UNOPENED,)}
     for name in form.outputs:
         group = next(group for group in form.groups if name in group)
         refused = Expected((0,), told.get(Path(name).suffix, (runs.COMPLETE,)), lost=group)
-        yield Case(f"permissions/read-only-{name}", form, whole if root else refused, True, prepare=set_modes(0o444, [name]))
+        yield Case(f"permissions/read-only-{name}", form, whole if root else refused, True,
+                   prepare=set_modes(0o444, [name]))
         yield Case(f"permissions/write-only-{name}", form, whole, True, prepare=set_modes(0o222, [name]))
     for name in form.inputs:
         refused = Expected((0, 1), untouched=True)
-        yield Case(f"permissions/unreadable-{name}", form, whole if root else refused, True, prepare=set_modes(0, [name]))
+        yield Case(f"permissions/unreadable-{name}", form, whole if root else refused, True,
+                   prepare=set_modes(0, [name]))
 
     def close_folder(folder):
         folder.chmod(0o555)
@@ -206,8 +216,8 @@ def link_cases(forms):
                 if not ((folder / name).is_symlink() and (folder / "elsewhere" / "link").is_symlink()):
                     yield f"{name} is no link any more"
 
-            yield Case(f"links/{'whole' if there else 'dangling'}-{name}", form, Expected((0,), whole=True), there, prepare=link,
-                       check=still_link)  # fmt: skip
+            where = "whole" if there else "dangling"
+            yield Case(f"links/{where}-{name}", form, Expected((0,), whole=True), there, prepare=link, check=still_link)
 
         def loop(folder, name=name):
             (folder / name).symlink_to(name)
@@ -237,9 +247,11 @@ def special_cases(runner, forms):
         def pipe(folder, name=name, received=received):
             os.mkfifo(folder / name)
             (folder / name).chmod(0o666)
-            reader = threading.Thread(target=lambda: received.update({folder: (folder / name).read_bytes()}), daemon=True)
-            reader.start()
-            received["reader"] = reader
+            def receive():
+                received[folder] = (folder / name).read_bytes()
+
+            received["reader"] = threading.Thread(target=receive, daemon=True)
+            received["reader"].start()
 
         def got_all(folder, outcome, name=name, received=received):
             received["reader"].join(5)
@@ -250,8 +262,8 @@ def special_cases(runner, forms):
 
         # A header is written at a position in its file, which a pipe does not have.
         header = name.endswith(".hdr")
-        yield Case(f"special/pipe-{name}", form, Expected((0,), (runs.HEADER_UNWRITTEN,) if header else ()), prepare=pipe,
-                   check=None if header else got_all)  # fmt: skip
+        expected = Expected((0,), (runs.HEADER_UNWRITTEN,) if header else ())
+        yield Case(f"special/pipe-{name}", form, expected, prepare=pipe, check=None if header else got_all)
     for device, minor in (("full", 7), ("null", 3)):
         for name in form.outputs:
             if runner.nodes:
@@ -274,12 +286,17 @@ def still_device(name):
 
 def console_cases(forms):
     for name in ("volumes", "histogram"):
-        for label, redirect in {
-            "stdout-closed": ">&-", "stderr-closed": "2>&-", "all-closed": "<&- >&- 2>&-", "stdin-and-stdout-closed": "<&- >&-",
-            "full": ">/dev/full", "both-full": ">/dev/full 2>&1",
-        }.items():  # fmt: skip
+        for where, redirect in {
+            "stdout-closed": ">&-",
+            "stderr-closed": "2>&-",
+            "stdin-and-stdout-closed": "<&- >&-",
+            "all-closed": "<&- >&- 2>&-",
+            "full": ">/dev/full",
+            "both-full": ">/dev/full 2>&1",
+        }.items():
             for old in (False, True):
-                yield Case(f"console/{name}-{label}-{old}", forms[name], Expected((0,), lost=(), mute=True), old, redirect=redirect)
+                expected = Expected((0,), lost=(), mute=True)
+                yield Case(f"console/{name}-{where}-{label(old)}", forms[name], expected, old, redirect=redirect)
 
 
 def can_make_nodes(runner):
