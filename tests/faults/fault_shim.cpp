@@ -176,7 +176,8 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
     return guarded(fault, [&] { return NEXT(pthread_create)(thread, attributes, start, argument); });
 }
 
-// Temporary files carry the process's number. Always of one length, it takes the same allocations in every run.
+// Temporary files carry the process's number. Always of one length, it takes the same allocations in every
+// run.
 pid_t getpid() noexcept
 {
     constexpr long five_digits = 10000;
