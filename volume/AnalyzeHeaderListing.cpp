@@ -65,7 +65,9 @@ bool differs(const HeaderField& field, const dsr& left, const dsr& right)
 
 bool same_dimensions_memory(const AnalyzeHeader& left, const AnalyzeHeader& right)
 {
-    return std::memcmp(&left.dime, &right.dime, sizeof left.dime) == 0;
+    // Bits, not values: it has float fields, and no padding.
+    return std::memcmp(static_cast<const void*>(&left.dime), static_cast<const void*>(&right.dime),
+                       sizeof left.dime) == 0;
 }
 
 /// One structure of the record, as a part of the report of differences.
