@@ -56,6 +56,7 @@ TEST(Array3D, MovesTakeTheMemoryAndLeaveAnEmptyVolume)
     other = std::move(moved);
     EXPECT_EQ(other.block(), block);
     EXPECT_EQ(&other.address()[0][0][0], block);
+    // NOLINTNEXTLINE(bugprone-use-after-move): what is left of them is the point.
     for (const Array3D<double>* empty : {&v, &moved}) {
         EXPECT_TRUE(empty->isEmpty());
         EXPECT_EQ(empty->address(), nullptr);

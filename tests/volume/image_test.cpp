@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -70,15 +71,20 @@ std::string big_endian_header(char width, char height, char depth)
     return bytes;
 }
 
+std::ptrdiff_t voxel_count(const Image& image)
+{
+    return std::ptrdiff_t{image.nx} * image.ny * image.nz;
+}
+
 /// The voxels as numbers, which a failing test prints legibly.
 std::vector<int> voxels_of(const Image& image)
 {
-    return {image.data, image.data + image.nx * image.ny * image.nz};
+    return {image.data, image.data + voxel_count(image)};
 }
 
 void number_voxels(Image& image)
 {
-    std::iota(image.data, image.data + image.nx * image.ny * image.nz, u_char{3});
+    std::iota(image.data, image.data + voxel_count(image), u_char{3});
 }
 
 class ImageFiles : public testing::Test
