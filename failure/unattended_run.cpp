@@ -28,9 +28,9 @@ void write_to_standard_error(const char* text)
 
 void tell_of_exhausted_memory()
 {
-    // Several threads may run out of memory at once.
-    if (told.test_and_set()) {
-        return;
+    // Several threads may run out of memory at once; the first one tells, and ends the process.
+    while (told.test_and_set()) {
+        ::pause();
     }
     write_to_standard_error(program_name());
     write_to_standard_error(": memory ran out while ");
