@@ -38,7 +38,7 @@ install_packages()
         as_root=(sudo)
     fi
     # A new machine has no package lists and an older one has stale ones, so they are always fetched first.
-    "${as_root[@]}" apt-get update -q
+    "${as_root[@]}" apt-get update -q -o DPkg::Lock::Timeout=300
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -q --yes --no-install-recommends "${missing[@]}"
+        apt-get install -q --yes -o DPkg::Lock::Timeout=300 --no-install-recommends "${missing[@]}"
 }
