@@ -1,6 +1,15 @@
 # shellcheck shell=bash
 # What the scripts beside this file share. Source it; it runs nothing by itself.
 
+# What building and running the tests takes. The Python packages are for Debian's own /usr/bin/python3.
+# shellcheck disable=SC2034 # for those who source this
+readonly test_packages=(
+    g++ cmake ninja-build libgtest-dev libgmock-dev pkgconf
+    locales                                # the sources of a locale with a decimal comma
+    nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
+    scdoc groff-base                       # the manual pages, and a check of them
+)
+
 # announce TEXT...: says which step comes next.
 announce()
 {
