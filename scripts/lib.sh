@@ -5,9 +5,9 @@
 # shellcheck disable=SC2034 # for those who source this
 readonly test_packages=(
     g++ cmake ninja-build libgtest-dev libgmock-dev pkgconf
-    locales                                # the sources of a locale with a decimal comma
+    locales                                 # the sources of a locale with a decimal comma
     nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
-    scdoc groff-base                       # the manual pages, and a check of them
+    scdoc groff-base                        # the manual pages, and a check of them
 )
 
 # announce TEXT...: says which step comes next.

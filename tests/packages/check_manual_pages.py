@@ -36,7 +36,7 @@ def page_sections(page):
 
 def words(usage):
     """Arguments and sub-commands."""
-    return set(re.findall(r"[A-Za-z][\w.]*", OPTION.sub(" ", usage)))
+    return set(re.findall(r"[A-Za-z]\w*(?:\.\w+)*", OPTION.sub(" ", usage)))
 
 
 def numbers(text):
