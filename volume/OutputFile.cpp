@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 constexpr mode_t permission_bits = 07777;
 constexpr mode_t owner_may_read_and_write = S_IRUSR | S_IWUSR;
 
+/// None when it cannot be had; errno then says why.
 std::optional<struct stat> status_of(const fs::path& path)
 {
     struct stat status;
@@ -64,12 +65,10 @@ bool can_be_written(const fs::path& path)
 }
 
 /// In a sticky folder only its owner and the file's may rename over the file.
-bool may_be_renamed_over(const fs::path& path, const struct stat& old)
+bool may_be_renamed_over(const struct stat& old, const struct stat& folder)
 {
-    const auto folder = status_of(folder_of(path));
     const uid_t user = ::geteuid();
-    return folder &&
-           ((folder->st_mode & S_ISVTX) == 0 || user == 0 || user == folder->st_uid || user == old.st_uid);
+    return (folder.st_mode & S_ISVTX) == 0 || user == 0 || user == folder.st_uid || user == old.st_uid;
 }
 
 struct NewFile
@@ -129,10 +128,12 @@ void OutputFile::open(const std::string& name)
     const auto old = status_of(m_final);
     const bool absent = !old && errno == ENOENT;
     const bool regular = old && S_ISREG(old->st_mode);
-    if ((!old && !absent) || (regular && !can_be_written(m_final))) {
+    const auto folder = status_of(folder_of(m_final));
+    // What is not known is not touched.
+    if ((!old && !absent) || !folder || (regular && !can_be_written(m_final))) {
         return;
     }
-    if ((absent || (regular && may_be_renamed_over(m_final, *old))) && m_final.has_filename()) {
+    if ((absent || (regular && may_be_renamed_over(*old, *folder))) && m_final.has_filename()) {
         if (createBeside(regular ? &*old : nullptr)) {
             m_way = Way::beside;
             return;
@@ -251,8 +252,11 @@ const OutputFile* OutputFile::keepPair(OutputFile& header, OutputFile& image)
 /// Renames what has the final name to a temporary one.
 bool OutputFile::setAside()
 {
-    if (m_way != Way::beside || !status_of(m_final)) {
+    if (m_way != Way::beside) {
         return true;
+    }
+    if (!status_of(m_final)) {
+        return errno == ENOENT;
     }
     NewFile created = create_new_file_beside(m_final, owner_may_read_and_write);
     if (created.descriptor < 0) {
