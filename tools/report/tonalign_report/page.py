@@ -1,0 +1,222 @@
+"""The HTML page: an index table of all scans, the worst first, then a section for each."""
+
+import html
+import pathlib
+import statistics
+
+from . import VERSION
+from .charts import cumulative_chart, histogram_chart
+from .findings import foreground_at_top, percent
+from .pictures import picture_grid
+from .run_log import ENDINGS
+from .volumes import GREY_LEVELS_COUNTED
+
+HERE = pathlib.Path(__file__).resolve().parent
+
+# Heading, kind of sorting, explanation
+COLUMNS = (
+    ("State", "number", "failed, with warnings, or sound; the worst first"),
+    ("Scan", "text", "name of the log"),
+    ("Input", "text", "as the run was given it"),
+    ("Usage", "number", "1: to a target volume; 2: to a histogram file"),
+    ("Error before", "number", "distance between the histograms of input and target, as tonalign printed it"),
+    ("Error after", "number", "distance between the histograms of output and target, as tonalign printed it"),
+    ("Background", "number", "share of the output's voxels in the lowest bin"),
+    ("At top", "number", "share of the output's foreground that has its largest value"),
+    ("Output range", "number", "smallest and largest voxel of the output"),
+    ("Remarks", "text", "why it failed, or what the warnings are about"),
+)  # fmt: skip
+STATES = {"failed": "\N{MULTIPLICATION SIGN} failed", "warned": "! warnings", "sound": "\N{CHECK MARK} sound"}
+
+
+def clean(text):
+    """Any text as HTML. Names of files may hold bytes that are no text."""
+    return html.escape(str(text).encode("utf-8", "replace").decode())
+
+
+def state(scan):
+    return "failed" if scan.failures else "warned" if scan.findings else "sound"
+
+
+def count(number, one, many):
+    return f"{number} {one if number == 1 else many}"
+
+
+def badge(kind):
+    return f'<span class="badge {kind}">{STATES[kind]}</span>'
+
+
+class Row:
+    """What the index says of a scan. It outlives the scan's voxels."""
+
+    def __init__(self, scan, anchor):
+        run, output = scan.run, scan.volumes.get("output")
+        sound = not scan.failures
+        self.scan, self.anchor = scan, anchor
+        words = scan.failures or dict.fromkeys(finding.word for finding in scan.findings)
+        self.cells = [
+            (badge(state(scan)), None),
+            (f'<a href="#{anchor}">{clean(scan.name)}</a>', clean(scan.name)),
+            (clean(run.files["inputfile1"]), None) if run else ("", ""),
+            (str(run.usage), run.usage) if run else ("", ""),
+            (f"{run.error_before:g}", run.error_before) if run else ("", ""),
+            (f"{run.error_after:g}", run.error_after) if run else ("", ""),
+            (percent(output.in_background), output.in_background) if sound else ("", ""),
+            (percent(foreground_at_top(output)), foreground_at_top(output)) if sound else ("", ""),
+            (f"{output.minimum:g} to {output.maximum:g}", output.maximum - output.minimum) if sound else ("", ""),
+            (clean("; ".join(words)), None),
+        ]
+
+    def html(self, rank):
+        cells = []
+        for number, ((shown, value), (_, kind, _)) in enumerate(zip(self.cells, COLUMNS)):
+            value = rank if number == 0 else value
+            attribute = "" if value is None else f' data-value="{value}"'
+            cells.append(f'<td{attribute}{" class=number" if kind == "number" and number else ""}>{shown}</td>')
+        return f'<tr data-for="{self.anchor}">{"".join(cells)}</tr>'
+
+
+def index_table(rows):
+    heads = "".join(
+        f'<th scope="col" data-kind="{kind}" title="{clean(why)}" aria-sort="{"none" if number else "ascending"}">'
+        f'<button type="button">{name}</button></th>'
+        for number, (name, kind, why) in enumerate(COLUMNS)
+    )
+    body = "\n".join(row.html(rank) for rank, row in enumerate(rows))
+    return (
+        '<div class="wide" tabindex="0" role="region" aria-label="Index of scans"><table id="index">'
+        f"<thead><tr>{heads}</tr></thead><tbody>\n{body}\n</tbody></table></div>"
+    )
+
+
+def numbers_table(volumes):
+    rows = []
+    for what, volume in volumes.items():
+        if not volume:
+            continue
+        header = volume.header
+        more = "at least " if volume.levels >= GREY_LEVELS_COUNTED else ""
+        values = (
+            " \N{MULTIPLICATION SIGN} ".join(map(str, header.sizes())),
+            " \N{MULTIPLICATION SIGN} ".join(f"{size:.4g}" for size in header.voxel_sizes()),
+            header.element_type().name,
+            f"{volume.minimum:g} to {volume.maximum:g}",
+            percent(volume.in_background),
+            percent(volume.at_maximum),
+            f"{more}{volume.levels}",
+        )
+        cells = "".join(f"<td>{value}</td>" for value in values)
+        rows.append(f'<tr data-volume="{what}"><th scope="row">{what}</th>{cells}</tr>')
+    heads = ("voxels", "voxel size, mm", "stored as", "range", "in lowest bin", "at top value", "grey levels")
+    head = "<td></td>" + "".join(f'<th scope="col">{name}</th>' for name in heads)
+    return (
+        f'<div class="wide"><table class="numbers"><thead><tr>{head}</tr></thead>'
+        f'<tbody>{"".join(rows)}</tbody></table></div>'
+    )
+
+
+def settings(run):
+    stages = [name for on, name in ((run.endpoint_stage, "endpoints"), (run.exact_stage, "exact")) if on]
+    target = "inputfile2"
+    return (
+        f'<p class="settings"><span>Input <b>{clean(run.files["inputfile1"])}</b></span> '
+        f"<span>target <b>{clean(run.files[target])}</b></span> <span>output <b>{clean(run.files['outputfile1'])}</b></span> "
+        f"<span>{run.bins} bins</span> <span>sigma {run.sigma:g}</span> <span>stages: {' and '.join(stages) or 'none'}</span> "
+        f"<span>{run.seconds:.3g} s</span></p>"
+        f'<p class="error">Error between histograms: before <b>{run.error_before:g}</b>, after <b>{run.error_after:g}</b></p>'
+    )
+
+
+def warnings_list(findings):
+    if not findings:
+        return ""
+    items = "".join(f"<li><b>{clean(f.word)}</b>: {clean(f.text)}</li>" for f in findings)
+    return f'<ul class="findings">{items}</ul>'
+
+
+def charts(scan):
+    drawn, note = histogram_chart(scan.histograms, scan.name)
+    keys = "".join(f'<span><i class="key {what}"></i>{what}</span>' for what in ("input", "output", "target"))
+    return (
+        f'<div class="charts"><p class="keys">{keys}</p>'
+        f"<figure>{drawn}<figcaption>Frequencies without the background. {note}</figcaption></figure>"
+        f"<figure>{cumulative_chart(scan.histograms, scan.name)}<figcaption>Cumulative</figcaption></figure></div>"
+    )
+
+
+def marked(line):
+    return f"<mark>{clean(line)}</mark>" if any(text in line for text in ENDINGS) else clean(line)
+
+
+def section(scan, anchor):
+    head = f'<h2>{clean(scan.name)} {badge(state(scan))}</h2><p class="log">log {clean(scan.log)}</p>'
+    if scan.failures:
+        reasons = "".join(f"<li>{clean(reason)}</li>" for reason in scan.failures)
+        tail = "\n".join(marked(line) for line in scan.last_lines.split("\n"))
+        log = f"<details open><summary>End of the log</summary><pre>{tail}</pre></details>" if scan.last_lines else ""
+        body = f'<ul class="failures">{reasons}</ul>{log}'
+    else:
+        body = (
+            f"{settings(scan.run)}{warnings_list(scan.findings)}"
+            f'<div class="looks"><div>{picture_grid(scan.volumes, scan.name)}</div>{charts(scan)}</div>'
+            f"{numbers_table(scan.volumes)}"
+        )
+    top = '<a class="up" href="#top">index</a>'
+    return f'<section id="{anchor}" class="scan {state(scan)}">{top}{head}{body}</section>'
+
+
+def summary(rows):
+    states = [state(row.scan) for row in rows]
+    parts = [
+        count(len(rows), "scan", "scans"),
+        f"{states.count('failed')} failed",
+        f"{states.count('warned')} with warnings",
+        f"{states.count('sound')} sound",
+    ]
+    runs = [row.scan.run for row in rows if not row.scan.failures]
+    errors = ""
+    if runs:
+        before, after = (statistics.median(errors) for errors in zip(*((r.error_before, r.error_after) for r in runs)))
+        largest = max(run.error_after for run in runs)
+        errors = f" Median error {before:.3g} before, {after:.3g} after; largest after {largest:.3g}."
+    return f'<p class="summary">{parts[0]}: {", ".join(parts[1:])}.{errors}</p>'
+
+
+NOTES = """<p class="notes">Pictures show the middle slices as the files store them: axes are the order of storage, not
+sides of the body, and nothing is turned round. Input is grey from its smallest voxel to the one that one in a thousand
+passes; output and target share one such window. The background is the lowest bin of each volume's own range.</p>"""
+
+
+def page(title, rows, sections):
+    """The whole page, for rows and sections in the order in which they are to stand."""
+    style = (HERE / "page.css").read_text("utf-8")
+    script = (HERE / "page.js").read_text("utf-8")
+    return f"""<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta http-equiv="Content-Security-Policy"
+  content="default-src 'none'; img-src data:; style-src 'unsafe-inline'; script-src 'unsafe-inline'">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<meta name="color-scheme" content="light dark">
+<meta name="generator" content="tonalign-report {VERSION}">
+<link rel="icon" href="data:,">
+<title>{clean(title)}</title>
+<style>
+{style}</style>
+</head>
+<body>
+<header id="top"><h1>{clean(title)}</h1>{summary(rows)}
+<p class="controls" hidden><label>Find <input type="search" id="find" autocomplete="off"></label>
+<span id="shown" role="status"></span></p></header>
+<main>
+{index_table(rows)}
+{NOTES}
+{chr(10).join(sections)}
+</main>
+<footer>tonalign-report {VERSION}</footer>
+<script>
+{script}</script>
+</body>
+</html>
+"""

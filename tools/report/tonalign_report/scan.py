@@ -1,0 +1,128 @@
+"""One run with everything the page shows of it, or the reasons why it failed."""
+
+import dataclasses
+import math
+import pathlib
+
+from .findings import all_findings
+from .histograms import BadHistogram, as_target, distance, read_frequencies
+from .run_log import BadLog, RunLog, parse, read_text
+from .volumes import BadVolume, pair_files, read_volume
+
+PRINTED_DIGITS = 2e-5  # errors are printed with six significant digits
+LAST_LINES = 12
+
+
+@dataclasses.dataclass
+class Scan:
+    """A log and what came of following it."""
+
+    log: str
+    name: str = ""
+    run: RunLog | None = None
+    failures: list = dataclasses.field(default_factory=list)
+    findings: list = dataclasses.field(default_factory=list)
+    volumes: dict = dataclasses.field(default_factory=dict)  # input, output, target; None for what is not there
+    histograms: dict = dataclasses.field(default_factory=dict)  # frequencies by the same names
+    last_lines: str = ""
+
+    def badness(self):
+        """Sorts the worst first."""
+        error = self.run.error_after if self.run else 0
+        return (not self.failures, -len(self.findings), -error, self.name)
+
+
+def open_log(path):
+    """The scan of a log, as far as the log itself tells."""
+    scan = Scan(log=path)
+    try:
+        text = read_text(path)
+        scan.last_lines = "\n".join(text.rstrip().split("\n")[-LAST_LINES:])
+        scan.run = parse(text)
+        if not (math.isfinite(scan.run.error_before) and math.isfinite(scan.run.error_after)):
+            scan.failures.append("the log gives an error that is not a finite number")
+    except BadLog as error:
+        scan.failures.append(str(error))
+    return scan
+
+
+def output_files(run, folder):
+    """Every file that a run has written."""
+    for name, value in run.files.items():
+        if name.startswith("outputfile") and not name.endswith("_hist"):
+            yield pair_files(folder, value)[1].resolve()
+        elif name.endswith("_hist"):
+            yield pathlib.Path(folder, value).resolve()
+
+
+def find_shared_outputs(scans, folder):
+    """Fails the scans that wrote to the same file: what is there belongs to one of them at most."""
+    writers = {}
+    for scan in scans:
+        for file in set(output_files(scan.run, folder)) if scan.run else ():
+            writers.setdefault(file, []).append(scan)
+    for file, several in writers.items():
+        for scan in several if len(several) > 1 else ():
+            others = ", ".join(other.log for other in several if other is not scan)
+            scan.failures.append(f"{file.name} was written by another run too: {others}")
+
+
+def read_volumes(scan, folder):
+    run = scan.run
+    names = {"input": "inputfile1", "output": "outputfile1", "target": "outputfile2"}
+    written = set(output_files(run, folder))
+    for what, listed in names.items():
+        scan.volumes[what] = None
+        if listed not in run.files:
+            continue
+        if what == "input" and pair_files(folder, run.files[listed])[1].resolve() in written:
+            continue
+        try:
+            scan.volumes[what] = read_volume(folder, run.files[listed], run.bins)
+        except BadVolume as error:
+            scan.failures.append(str(error))
+    source, output = scan.volumes["input"], scan.volumes["output"]
+    if source and output and source.header.sizes() != output.header.sizes():
+        scan.failures.append("the output has other sizes than the input: one of them is not of this run")
+
+
+def read_histograms(scan, folder):
+    """The four (usage 1) or three (usage 2) histogram files, checked against the errors in the log."""
+    run, found = scan.run, {}
+    for listed, name in run.files.items():
+        is_target_file = run.usage == 2 and listed == "inputfile2"
+        if listed.endswith("_hist") or is_target_file:
+            try:
+                found[listed] = read_frequencies(pathlib.Path(folder, name), name, run.bins)
+            except BadHistogram as error:
+                scan.failures.append(str(error))
+    if scan.failures:
+        return
+    if run.usage == 2:
+        target_before = target = as_target(found["inputfile2"])
+    else:
+        target_before, target = found["inputfile2_hist"], found["outputfile2_hist"]
+    scan.histograms = {"input": found["inputfile1_hist"], "output": found["outputfile1_hist"], "target": target}
+    for when, first, second, logged in (
+        ("before", scan.histograms["input"], target_before, run.error_before),
+        ("after", scan.histograms["output"], target, run.error_after),
+    ):
+        measured = distance(first, second)
+        if not math.isclose(measured, logged, rel_tol=PRINTED_DIGITS, abs_tol=1e-9):
+            scan.failures.append(
+                f"the histogram files {when} the run are {measured:g} apart, but the log says {logged:g}: "
+                "they are not of this run, or were changed after it"
+            )
+
+
+def read_files(scan, folder):
+    """Follows the log to the files of its run."""
+    if scan.failures:
+        return
+    try:
+        read_volumes(scan, folder)
+        read_histograms(scan, folder)
+    except (OSError, ValueError, MemoryError) as error:  # one strange file is no reason to lose the others' page
+        scan.failures.append(f"the files cannot be read: {error or type(error).__name__}")
+    if not scan.failures:
+        scan.findings = all_findings(scan.run, scan.volumes)

@@ -1,0 +1,181 @@
+"""Analyze pairs as tonalign reads them: the voxels as they are stored, whatever scale the header may name.
+
+A volume is read in slabs of whole slices, twice, so that one of any size takes little memory.
+"""
+
+import dataclasses
+import os
+import pathlib
+import struct
+
+import nibabel
+import numpy
+
+HEADER_BYTES = 348
+NIFTI_PAIR = b"ni1\0"
+SLAB_VOXELS = 1 << 20
+GREY_LEVELS_COUNTED = 1 << 16
+SAMPLE_VOXELS = 1 << 18  # what the display window is taken from
+
+# As tonalign decides: the bits choose, the code is asked only where it is given here.
+ELEMENT_TYPES = {(8, None): "u1", (16, 4): "i2", (32, 8): "i4", (32, 16): "f4", (64, None): "f8"}
+
+
+class BadVolume(Exception):
+    """A pair that cannot be read; the text names the file and says why."""
+
+
+@dataclasses.dataclass
+class Header:
+    """A header record and the byte order it is in."""
+
+    fields: nibabel.AnalyzeHeader
+    magic: bytes
+
+    def __getitem__(self, name):
+        return self.fields[name].item()
+
+    def sizes(self):
+        return tuple(int(n) for n in self.fields["dim"][1:4])
+
+    def voxel_sizes(self):
+        """Along x, y and z; where the header has none that makes sense, 1, which draws voxels as squares."""
+        sizes = [abs(float(size)) for size in self.fields["pixdim"][1:4]]
+        return tuple(size if 0 < size < float("inf") else 1.0 for size in sizes)
+
+    def element_type(self):
+        """Of the stored voxels, or None."""
+        bits, code = self["bitpix"], self["datatype"]
+        name = ELEMENT_TYPES.get((bits, None)) or ELEMENT_TYPES.get((bits, code))
+        return name and numpy.dtype(self.fields.endianness + name)
+
+
+@dataclasses.dataclass
+class Volume:
+    """What the page tells about a pair."""
+
+    header: Header
+    minimum: float
+    maximum: float
+    at_maximum: float  # share of all voxels
+    in_background: float  # share of all voxels, in the lowest bin of the volume's own range
+    levels: int  # distinct values, counted up to GREY_LEVELS_COUNTED
+    bright: float  # the value that only one voxel in a thousand passes
+    slices: dict  # of each plane the middle slice: rows from the lowest index on
+
+
+def base_name(name):
+    """The name without the ending, by the tool's own rule."""
+    return name[:-4] if len(name) > 4 and name[-4:-1] in (".im", ".hd") else name
+
+
+def pair_files(folder, name):
+    base = base_name(name)
+    return pathlib.Path(folder, base + ".hdr"), pathlib.Path(folder, base + ".img")
+
+
+def read_header(path, shown):
+    try:
+        with open(path, "rb") as file:
+            record = file.read(HEADER_BYTES)
+    except OSError as error:
+        raise BadVolume(f"{shown}: {error.strerror}") from error
+    record = record.ljust(HEADER_BYTES, b"\0")  # as tonalign does with a header that is too short
+    for order in "<>":
+        if struct.unpack(order + "i", record[:4])[0] == HEADER_BYTES:
+            # Unchecked: nibabel refuses codes that tonalign never looks at.
+            return Header(nibabel.AnalyzeHeader(record, order, check=False), record[344:348])
+    raise BadVolume(f"{shown}: not an Analyze header, its size is 348 in neither byte order")
+
+
+def slabs(file, shown, dtype, sizes):
+    """The voxels as arrays [z][y][x] of a few whole slices, each with the index of its first slice."""
+    nx, ny, nz = sizes
+    slices = max(1, SLAB_VOXELS // (nx * ny))
+    # Before memory is taken: a damaged header can ask for more than the disk holds.
+    held, needed = os.fstat(file.fileno()).st_size, nx * ny * nz * dtype.itemsize
+    if held < needed:
+        raise BadVolume(f"{shown}: the image file holds {held} bytes, but its header needs {needed}")
+    file.seek(0)
+    for first in range(0, nz, slices):
+        count = min(slices, nz - first)
+        content = file.read(count * nx * ny * dtype.itemsize)
+        if len(content) != count * nx * ny * dtype.itemsize:
+            raise BadVolume(f"{shown}: the image file cannot be read beyond byte {file.tell()} of {needed}")
+        yield first, numpy.frombuffer(content, dtype).reshape(count, ny, nx)
+
+
+class Survey:
+    """What one pass over the slabs finds out."""
+
+    def __init__(self, dtype, sizes):
+        self.nx, self.ny, self.nz = sizes
+        self.minimum, self.maximum, self.at_maximum = None, None, 0
+        self.levels = numpy.empty(0, dtype.newbyteorder("="))
+        self.samples = []
+        self.step = max(1, self.nx * self.ny * self.nz // SAMPLE_VOXELS)
+        self.xy, self.xz, self.yz = None, [], []
+
+    def add(self, first, slab):
+        low, high = slab.min(), slab.max()
+        if self.minimum is None or low < self.minimum:
+            self.minimum = low
+        if self.maximum is None or high > self.maximum:
+            self.maximum, self.at_maximum = high, 0
+        if high == self.maximum:
+            self.at_maximum += numpy.count_nonzero(slab == high)
+        if len(self.levels) < GREY_LEVELS_COUNTED:
+            found = numpy.union1d(self.levels, numpy.unique(slab))
+            self.levels = found[:GREY_LEVELS_COUNTED]
+        self.samples.append(slab.reshape(-1)[:: self.step].astype("f4"))
+        middle = self.nz // 2 - first
+        if 0 <= middle < len(slab):
+            self.xy = slab[middle].astype("f4")
+        self.xz.append(slab[:, self.ny // 2, :].astype("f4"))
+        self.yz.append(slab[:, :, self.nx // 2].astype("f4"))
+
+    def slices(self):
+        return {"xy": self.xy, "xz": numpy.concatenate(self.xz), "yz": numpy.concatenate(self.yz)}
+
+
+def in_lowest_bin(slab, minimum, maximum, bins):
+    """How many voxels the tool counts into bin 1: those up to one bin above the minimum."""
+    width = (maximum - minimum) / bins
+    if width <= 0:
+        return slab.size
+    return numpy.count_nonzero(numpy.ceil((slab.astype("f8") - minimum) / width) <= 1)
+
+
+def read_volume(folder, name, bins):
+    """Both files of a pair."""
+    header_path, image_path = pair_files(folder, name)
+    base = base_name(name)
+    header = read_header(header_path, base + ".hdr")
+    sizes, dtype = header.sizes(), header.element_type()
+    if min(sizes) < 1:
+        raise BadVolume(f"{base}.hdr: its sizes are {' x '.join(map(str, sizes))}")
+    if dtype is None:
+        raise BadVolume(f"{base}.hdr: datatype {header['datatype']} of {header['bitpix']} bits is unknown")
+    survey, background = Survey(dtype, sizes), 0
+    try:
+        with open(image_path, "rb") as file:
+            for first, slab in slabs(file, base + ".img", dtype, sizes):
+                if slab.dtype.kind == "f" and not numpy.isfinite(slab).all():
+                    raise BadVolume(f"{base}.img: some voxels are not finite numbers")
+                survey.add(first, slab)
+            low, high = float(survey.minimum), float(survey.maximum)
+            for _, slab in slabs(file, base + ".img", dtype, sizes):
+                background += in_lowest_bin(slab, low, high, bins)
+    except OSError as error:
+        raise BadVolume(f"{base}.img: {error.strerror}") from error
+    voxels = sizes[0] * sizes[1] * sizes[2]
+    return Volume(
+        header=header,
+        minimum=low,
+        maximum=high,
+        at_maximum=survey.at_maximum / voxels,
+        in_background=background / voxels,
+        levels=len(survey.levels),
+        bright=float(numpy.percentile(numpy.concatenate(survey.samples), 99.9)),
+        slices=survey.slices(),
+    )
