@@ -1,0 +1,115 @@
+"""The numbers and pictures of the page, against what numpy makes of the same files."""
+
+import base64
+import io
+import os
+import subprocess
+import unittest
+
+import matplotlib.image
+import numpy
+from support import BINS, REPORT, ReportTest, head, write_pair
+
+
+def histogram(values, bins):
+    """Frequencies without the lowest bin, counted from the definition: upper ends belong to their bin."""
+    values = values.ravel().astype(float)
+    ends = values.min() + numpy.arange(1, bins + 1) * ((values.max() - values.min()) / bins)
+    counts = numpy.bincount(numpy.minimum(numpy.searchsorted(ends, values), bins - 1), minlength=bins).astype(float)
+    return numpy.insert(counts[1:] / counts[1:].sum(), 0, 0), counts[0] / len(values)
+
+
+class Numbers(ReportTest):
+    def voxels(self, base, shape):
+        return numpy.fromfile(self.folder / f"{base}.img", "<f4").reshape(shape)
+
+    def test_index_and_table_agree_with_the_files(self):
+        self.assertEqual(self.usage1("first"), 0)
+        (self.folder / "given.hist").write_text(" ".join(f"{i} {40 - i % 7}" for i in range(BINS + 3)))
+        self.assertEqual(self.usage2("second", "given.hist"), 0)
+        page = self.report("first", "second", status=0)
+        source, target = head(1), head(2, (9, 16, 11))
+        given = numpy.array([0] + [40 - i % 7 for i in range(1, BINS)], float)
+        before = {"first": histogram(target, BINS)[0], "second": given / given.sum()}
+        mapped = self.voxels("first-mapped", target.shape)
+        after = {"first": histogram(mapped, BINS)[0], "second": before["second"]}
+        for name, usage in (("first", "1"), ("second", "2")):
+            with self.subTest(name):
+                row, output = page.by_name[name], self.voxels(f"{name}-out", source.shape)
+                frequencies, background = histogram(output, BINS)
+                self.assertEqual((row["usage"], row["input"]), (usage, "one"))
+                error = numpy.linalg.norm(histogram(source, BINS)[0] - before[name])
+                self.assertAlmostEqual(float(row["before"]), error, delta=1e-5 * error)
+                error = numpy.linalg.norm(frequencies - after[name])
+                # The tool counts before it rounds to floats, so a voxel may change its bin.
+                self.assertAlmostEqual(float(row["after"]), error, delta=3 / numpy.count_nonzero(output))
+                self.assertAlmostEqual(float(row["background"]), background, delta=2 / output.size)
+                top = numpy.count_nonzero(output == output.max()) / (output.size * (1 - background))
+                self.assertAlmostEqual(float(row["top"]), top, delta=0.01 * top)
+                self.assertEqual(row["range"], f"{output.min():g} to {output.max():g}")
+        table = page.numbers["first"]
+        self.assertEqual(list(table), ["input", "output", "target"])
+        self.assertEqual(table["input"][:4], ["14 × 12 × 10", "1 × 1 × 2", "int16", f"{source.min()} to {source.max()}"])
+        self.assertEqual(table["input"][5], f"{100 / source.size:.3g} %")  # one voxel is the brightest
+        self.assertEqual(table["input"][6], str(len(numpy.unique(source))))
+        self.assertEqual(table["target"][:3], ["9 × 16 × 11", "0.5 × 1.5 × 1", "float32"])
+        self.assertEqual(table["target"][6], str(len(numpy.unique(mapped))))
+        self.assertEqual(list(page.numbers["second"]), ["input", "output"])
+
+    def test_every_picture_is_its_middle_slice(self):
+        self.usage1("first")
+        page = self.report("first", status=0)
+        found = {}
+        for _, text, source in page.images:
+            content = base64.b64decode(source.removeprefix("data:image/png;base64,"), validate=True)
+            found[text] = (matplotlib.image.imread(io.BytesIO(content)) * 255).round()
+        volumes = {
+            "input": head(1).astype(float),
+            "output": self.voxels("first-out", (10, 12, 14)).astype(float),
+            "target": self.voxels("first-mapped", (11, 16, 9)).astype(float),
+        }
+        bright = {what: numpy.percentile(v, 99.9) for what, v in volumes.items()}
+        bright["output"] = bright["target"] = max(bright["output"], bright["target"])
+        low = {"input": volumes["input"].min()}
+        low["output"] = low["target"] = min(volumes["output"].min(), volumes["target"].min())
+        self.assertEqual(len(found), 9)
+        for what, values in volumes.items():
+            nz, ny, nx = values.shape
+            for plane, index, count, view in (
+                ("x-y", f"z = {nz // 2}", nz, values[nz // 2]),
+                ("x-z", f"y = {ny // 2}", ny, values[:, ny // 2]),
+                ("y-z", f"x = {nx // 2}", nx, values[:, :, nx // 2]),
+            ):
+                text = f"first, {what}: {plane} plane, slice {index} of {count}, {plane[2]} upward"
+                with self.subTest(text):
+                    grey = (view[::-1] - low[what]) / (bright[what] - low[what]) * 255
+                    numpy.testing.assert_allclose(found[text], grey.clip(0, 255), atol=0.51)
+        self.assertEqual([chart for chart, _ in page.charts], ["first", "first"])
+
+    def test_large_volumes_give_small_pictures(self):
+        noise = numpy.random.default_rng(3).integers(0, 900, (152, 155, 160)).astype("i2")
+        write_pair(self.folder / "one", noise)
+        self.usage1("large", bins=256, target="one", exact=0)
+        self.assertEqual(len(self.report("large", status=0).images), 9)
+        self.assertLess(len(self.html), 330_000)  # noise does not compress; brains take half of that
+
+    def test_command_line(self):
+        def run(*arguments):
+            done = subprocess.run([REPORT, *arguments], cwd=self.folder, capture_output=True, text=True, check=False)
+            return done.returncode, done.stdout + done.stderr
+
+        self.assertEqual(run("--version"), (0, "tonalign-report " + os.environ["TONALIGN_VERSION"] + "\n"))
+        self.assertIn("Exit status", run("--help")[1])
+        self.usage1("first")
+        before = (self.folder / "first.log").read_bytes()
+        for arguments in ((), ("-x",), ("-o", "no/page.html", "first.log"), ("-o", ".", "first.log"),
+                          ("-o", "first.log", "first.log")):  # fmt: skip
+            with self.subTest(arguments):
+                status, said = run(*arguments)
+                self.assertEqual(status, 2, said)
+                self.assertIn("tonalign-report: ", said)
+        self.assertEqual((self.folder / "first.log").read_bytes(), before)
+
+
+if __name__ == "__main__":
+    unittest.main()
