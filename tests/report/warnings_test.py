@@ -79,9 +79,9 @@ class Warnings(ReportTest):
             self.usage1("scan")
             self.assertEqual(self.words("scan")[0] & {"few grey levels"}, expected)
 
-    def test_no_closer_after_than_before(self):
+    def test_hardly_closer_after_than_before(self):
         self.usage1("scan", exact=0)
-        self.assertEqual(self.words("scan")[0], {"not closer"})
+        self.assertEqual(self.words("scan")[0], {"hardly closer"})
         write_pair(self.folder / "target", head(1))  # nothing to be done, and nothing to warn of
         self.usage1("scan", exact=0)
         self.assertEqual(self.words("scan")[0], set())
