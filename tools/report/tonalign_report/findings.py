@@ -71,7 +71,7 @@ def scale_texts(header):
             "is marked as NIfTI-1 (ni1 at byte 344): other readers take orientation, scale factor and intensity units "
             "from fields that tonalign knows nothing of"
         )
-    if factor not in (0, 1) or (factor == 1 and offset != 0):
+    if factor not in (0, 1):
         yield "scale factor", f"has {factor:g} at byte 112 (roi_scale), which SPM and nibabel multiply all voxels by"
     if offset != 0:
         yield "scale factor", (
