@@ -13,9 +13,13 @@ from selenium.webdriver.common.keys import Keys
 from support import ReportTest, head, write_pair
 
 FLAGS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--disable-dev-shm-usage", "--no-first-run",
-         "--disable-background-networking", "--disable-component-update", "--disable-sync", "--window-size=1300,1000")  # fmt: skip
+         "--disable-background-networking", "--disable-component-update", "--disable-sync",
+         "--window-size=1300,1000")  # fmt: skip
 READABLE = 4.5  # contrast of text, as WCAG 2 asks
-ORDER = 'return [...document.querySelectorAll("#index tbody tr")].filter(r => !r.hidden).map(r => r.cells[1].textContent)'
+ORDER = (
+    'return [...document.querySelectorAll("#index tbody tr")].filter(row => !row.hidden)'
+    ".map(row => row.cells[1].textContent)"
+)
 SORTED_BY = (
     'return [...document.querySelectorAll("#index th")].map(h => [h.textContent, h.getAttribute("aria-sort")])'
     '.filter(([, sort]) => sort !== "none").map(pair => pair.join(" "))'

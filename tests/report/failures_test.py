@@ -7,7 +7,7 @@ import subprocess
 import unittest
 
 import numpy
-from support import REPORT, ReportTest, change_header, head, write_pair
+from support import BINS, REPORT, ReportTest, change_header, head, write_pair
 
 
 class Failures(ReportTest):
@@ -28,6 +28,11 @@ class Failures(ReportTest):
         values[7] = numpy.nan
         values.tofile(self.folder / "bad-out.img")
 
+    def huge_sizes(self):
+        file = self.folder / "bad-mapped.hdr"
+        record = file.read_bytes()
+        file.write_bytes(record[:42] + struct.pack("<3h", *[32767] * 3) + record[48:])
+
     def another_volume(self):
         write_pair(self.folder / "bad-out", head(1, (8, 8, 8)))
 
@@ -43,8 +48,14 @@ class Failures(ReportTest):
                 lambda text: text[: text.index(b"*****IMAGES")]
             ),
             "ends before the listing": lambda: self.log(lambda text: text[: text.index(b"inputfile2 ")]),
-            "the running time in the log is no number": lambda: self.log(lambda text: text[: text.index(end) + len(end)]),
+            "the running time in the log is no number": lambda: self.log(
+                lambda text: text[: text.index(end) + len(end)]
+            ),
             "holds 2 runs": lambda: self.log(lambda text: text * 2),
+            "the log is damaged": lambda: self.log(lambda text: text.replace(b"bad-out", b"bad\0out")),
+            "the number of bins in the log is '1e999'": lambda: self.log(
+                lambda text: text.replace(b"\t%d\n" % BINS, b"\t1e999\n")
+            ),
             "an output was not written: AnalyzeHeader::save": lambda: self.log(
                 lambda text: text.replace(end, b"AnalyzeHeader::save  write error\n" + end)
             ),
@@ -59,12 +70,11 @@ class Failures(ReportTest):
             ),
             "bad-out.hdr: not an Analyze header": lambda: change_header(self.folder / "bad-out", sizeof_hdr=347),
             "bad-out.hdr: datatype 16 of 24 bits is unknown": lambda: change_header(self.folder / "bad-out", bitpix=24),
-            f"the image file holds 6336 bytes, but its header needs {4 * 32767**3}": lambda: (self.folder / "bad-mapped.hdr").write_bytes(
-                kept["bad-mapped.hdr"][:42] + struct.pack("<3h", *[32767] * 3) + kept["bad-mapped.hdr"][48:]
-            ),
+            f"the image file holds 6336 bytes, but its header needs {4 * 32767**3}": self.huge_sizes,
             "bad-out.img: some voxels are not finite": self.voxel_not_finite,
             "the output has other sizes than the input": self.another_volume,
             "bad-in.hist: No such file or directory": lambda: remove("bad-in.hist"),
+            "bad-in.hist: not a regular file": lambda: (remove("bad-in.hist"), os.mkfifo(self.folder / "bad-in.hist")),
             "bad-out.hist: the histogram file ends at bin": lambda: self.cut("bad-out.hist", 200),
             "bad-mapped.hist: the histogram file holds something else": lambda: (
                 self.folder / "bad-mapped.hist"
@@ -80,6 +90,7 @@ class Failures(ReportTest):
         for reason, change in spoil.items():
             with self.subTest(reason):
                 for name, content in kept.items():
+                    (self.folder / name).unlink(missing_ok=True)
                     (self.folder / name).write_bytes(content)
                 change()
                 page = self.report("sound", "bad", status=1)

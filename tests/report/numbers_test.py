@@ -49,7 +49,8 @@ class Numbers(ReportTest):
                 self.assertEqual(row["range"], f"{output.min():g} to {output.max():g}")
         table = page.numbers["first"]
         self.assertEqual(list(table), ["input", "output", "target"])
-        self.assertEqual(table["input"][:4], ["14 × 12 × 10", "1 × 1 × 2", "int16", f"{source.min()} to {source.max()}"])
+        self.assertEqual(table["input"][:3], ["14 × 12 × 10", "1 × 1 × 2", "int16"])
+        self.assertEqual(table["input"][3], f"{source.min()} to {source.max()}")
         self.assertEqual(table["input"][5], f"{100 / source.size:.3g} %")  # one voxel is the brightest
         self.assertEqual(table["input"][6], str(len(numpy.unique(source))))
         self.assertEqual(table["target"][:3], ["9 × 16 × 11", "0.5 × 1.5 × 1", "float32"])

@@ -67,7 +67,7 @@ class Warnings(ReportTest):
 
     def test_saturated_output(self):
         for top, expected in ((5, {"output saturated"}), (1, set())):
-            (self.folder / "given.hist").write_text("\n".join(f"0 {top if i == BINS else 1}" for i in range(1, BINS + 1)))
+            (self.folder / "given.hist").write_text("0 1 " * (BINS - 1) + f"0 {top}")
             self.usage2("scan", "given.hist")
             self.assertEqual(self.words("scan")[0], expected)
 

@@ -74,7 +74,9 @@ def histogram_chart(histograms, name):
     """The chart, and a note about what is cut off at its top (empty if nothing is)."""
     peaks = {what: float(values.max()) for what, values in histograms.items()}
     top = min(max(peaks.values()), PEAK_SHOWN * max(peaks["output"], peaks["target"])) or 1.0
-    said = ", ".join(f"{what} peaks at bin {int(v.argmax()) + 1} with {v.max():.3g}" for what, v in histograms.items())
+    said = ", ".join(
+        f"{what} peaks at bin {int(values.argmax()) + 1} with {values.max():.3g}" for what, values in histograms.items()
+    )
     note = f"The input's highest bins are cut off; they reach {peaks['input']:.3g}." if peaks["input"] > top else ""
     return chart(histograms, top * 1.04, f"{name}: frequencies by bin; {said}", False), note
 

@@ -87,8 +87,9 @@ def main(arguments=None):
         scan.volumes = scan.histograms = None  # they are drawn; the next scan needs the memory
         show_progress(number, len(scans))
     entries.sort(key=lambda entry: entry[0])
+    _, rows, sections = zip(*entries)
     try:
-        write_whole(options.output, page(options.title, [row for _, row, _ in entries], [text for _, _, text in entries]))
+        write_whole(options.output, page(options.title, rows, sections))
     except OSError as error:
         print(f"tonalign-report: {options.output}: {error.strerror}", file=sys.stderr)
         return 2

@@ -58,7 +58,8 @@ def hardly_closer(run):
         reason = "" if run.exact_stage else " The exact stage was off."
         yield Finding(
             "hardly closer",
-            f"The error after the run, {run.error_after:g}, is more than half of that before, {run.error_before:g}.{reason}",
+            f"The error after the run, {run.error_after:g}, is more than half of that before, {run.error_before:g}."
+            + reason,
         )
 
 
@@ -110,5 +111,6 @@ def all_findings(run, volumes):
     source, output = volumes["input"], volumes["output"]
     result = [*hardly_closer(run), *saturation(run, source, output), *few_levels(run, source)]
     if source is None:
-        result.append(Finding("input overwritten", "The output has the name of the input, so there is no input to show."))
+        text = "The output has the name of the input, so there is no input to show."
+        result.append(Finding("input overwritten", text))
     return result + list(header_findings(volumes))

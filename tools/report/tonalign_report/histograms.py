@@ -4,6 +4,8 @@ import math
 
 import numpy
 
+from .regular_file import open_regular
+
 
 class BadHistogram(Exception):
     """A histogram file that cannot be used; the text names the file and says why."""
@@ -12,7 +14,8 @@ class BadHistogram(Exception):
 def read_frequencies(path, shown, bins):
     """The frequencies of the first bins of a file, in any layout that tonalign reads."""
     try:
-        numbers = path.read_text("ascii").split()[: 2 * bins]
+        with open_regular(path, "r", encoding="ascii") as file:
+            numbers = file.read().split()[: 2 * bins]
         frequencies = numpy.array(numbers[1::2], dtype=float)
     except OSError as error:
         raise BadHistogram(f"{shown}: {error.strerror}") from error

@@ -117,14 +117,13 @@ def numbers_table(volumes):
 
 def settings(run):
     stages = [name for on, name in ((run.endpoint_stage, "endpoints"), (run.exact_stage, "exact")) if on]
-    target = "inputfile2"
-    return (
-        f'<p class="settings"><span>Input <b>{clean(run.files["inputfile1"])}</b></span> '
-        f"<span>target <b>{clean(run.files[target])}</b></span> <span>output <b>{clean(run.files['outputfile1'])}</b></span> "
-        f"<span>{run.bins} bins</span> <span>sigma {run.sigma:g}</span> <span>stages: {' and '.join(stages) or 'none'}</span> "
-        f"<span>{run.seconds:.3g} s</span></p>"
-        f'<p class="error">Error between histograms: before <b>{run.error_before:g}</b>, after <b>{run.error_after:g}</b></p>'
-    )
+    files = (("Input", "inputfile1"), ("target", "inputfile2"), ("output", "outputfile1"))
+    parts = [f"{what} <b>{clean(run.files[listed])}</b>" for what, listed in files]
+    parts += [f"{run.bins} bins", f"sigma {run.sigma:g}", f"stages: {' and '.join(stages) or 'none'}"]
+    parts += [f"{run.seconds:.3g} s"]
+    spans = " ".join(f"<span>{part}</span>" for part in parts)
+    errors = f"before <b>{run.error_before:g}</b>, after <b>{run.error_after:g}</b>"
+    return f'<p class="settings">{spans}</p><p class="error">Error between histograms: {errors}</p>'
 
 
 def warnings_list(findings):

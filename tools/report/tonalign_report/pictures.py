@@ -60,7 +60,7 @@ def extents(volume):
 def picture(volume, plane, what, window, full_width):
     """One slice as HTML; the millimetres of full_width are as wide as the place it is put in."""
     across, upward, through = PLANES[plane]
-    values = shrink(shrink(volume.slices[plane].astype("f8"), 0), 1)[::-1]
+    values = shrink(shrink(volume.slices[plane], 0), 1)[::-1]
     sizes, length = dict(zip(AXES, volume.header.sizes())), extents(volume)
     index, count = sizes[through] // 2, sizes[through]
     content = base64.b64encode(png(to_grey(values, window))).decode()

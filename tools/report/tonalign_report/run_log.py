@@ -53,6 +53,8 @@ def read_text(path):
         raise BadLog(f"the log cannot be read: {error.strerror}") from error
     if len(content) > LOGGED_BYTES_AT_MOST:
         raise BadLog("the log is larger than any log of one run")
+    if b"\0" in content and START.encode() in content:
+        raise BadLog("the log is damaged: it holds bytes that no run prints")
     return content.decode("utf-8", "surrogateescape")
 
 
@@ -109,11 +111,14 @@ def parse(text):
     errors = re.findall(rf"^{re.escape(ERROR)}\t(.*)$", "\n".join(rest), re.MULTILINE)
     if len(errors) != 3:
         raise BadLog(f'the log has {len(errors)} lines "{ERROR}", but a complete run prints 3')
+    bins = int(values["Nbins"]) if re.fullmatch(r"[0-9]{1,10}", values["Nbins"]) else 0
+    if bins == 0:
+        raise BadLog(f"the number of bins in the log is {values['Nbins']!r}")
     clock = rest[rest.index(END) + 1 :] or [""]
     return RunLog(
         usage=1 if "outputfile2" in values else 2,
         files={name: value for name, value in values.items() if "file" in name},
-        bins=int(number(values["Nbins"], "the number of bins")),
+        bins=bins,
         sigma=number(values["sigma"], "sigma"),
         endpoint_stage=values["matchendpoints"] == "1",
         exact_stage=values["matchhistogram"] == "1",

@@ -2,6 +2,7 @@
 
 import dataclasses
 import math
+import os
 import pathlib
 
 from .findings import all_findings
@@ -50,9 +51,9 @@ def output_files(run, folder):
     """Every file that a run has written."""
     for name, value in run.files.items():
         if name.startswith("outputfile") and not name.endswith("_hist"):
-            yield pair_files(folder, value)[1].resolve()
+            yield os.path.realpath(pair_files(folder, value)[1])
         elif name.endswith("_hist"):
-            yield pathlib.Path(folder, value).resolve()
+            yield os.path.realpath(pathlib.Path(folder, value))
 
 
 def find_shared_outputs(scans, folder):
@@ -64,7 +65,7 @@ def find_shared_outputs(scans, folder):
     for file, several in writers.items():
         for scan in several if len(several) > 1 else ():
             others = ", ".join(other.log for other in several if other is not scan)
-            scan.failures.append(f"{file.name} was written by another run too: {others}")
+            scan.failures.append(f"{os.path.basename(file)} was written by another run too: {others}")
 
 
 def read_volumes(scan, folder):
@@ -75,7 +76,7 @@ def read_volumes(scan, folder):
         scan.volumes[what] = None
         if listed not in run.files:
             continue
-        if what == "input" and pair_files(folder, run.files[listed])[1].resolve() in written:
+        if what == "input" and os.path.realpath(pair_files(folder, run.files[listed])[1]) in written:
             continue
         try:
             scan.volumes[what] = read_volume(folder, run.files[listed], run.bins)

@@ -11,6 +11,8 @@ import struct
 import nibabel
 import numpy
 
+from .regular_file import open_regular
+
 HEADER_BYTES = 348
 NIFTI_PAIR = b"ni1\0"
 SLAB_VOXELS = 1 << 20
@@ -76,7 +78,7 @@ def pair_files(folder, name):
 
 def read_header(path, shown):
     try:
-        with open(path, "rb") as file:
+        with open_regular(path) as file:
             record = file.read(HEADER_BYTES)
     except OSError as error:
         raise BadVolume(f"{shown}: {error.strerror}") from error
@@ -127,12 +129,12 @@ class Survey:
         if len(self.levels) < GREY_LEVELS_COUNTED:
             found = numpy.union1d(self.levels, numpy.unique(slab))
             self.levels = found[:GREY_LEVELS_COUNTED]
-        self.samples.append(slab.reshape(-1)[:: self.step].astype("f4"))
+        self.samples.append(slab.reshape(-1)[:: self.step].astype("f8"))
         middle = self.nz // 2 - first
         if 0 <= middle < len(slab):
-            self.xy = slab[middle].astype("f4")
-        self.xz.append(slab[:, self.ny // 2, :].astype("f4"))
-        self.yz.append(slab[:, :, self.nx // 2].astype("f4"))
+            self.xy = slab[middle].astype("f8")
+        self.xz.append(slab[:, self.ny // 2, :].astype("f8"))
+        self.yz.append(slab[:, :, self.nx // 2].astype("f8"))
 
     def slices(self):
         return {"xy": self.xy, "xz": numpy.concatenate(self.xz), "yz": numpy.concatenate(self.yz)}
@@ -158,7 +160,7 @@ def read_volume(folder, name, bins):
         raise BadVolume(f"{base}.hdr: datatype {header['datatype']} of {header['bitpix']} bits is unknown")
     survey, background = Survey(dtype, sizes), 0
     try:
-        with open(image_path, "rb") as file:
+        with open_regular(image_path) as file:
             for first, slab in slabs(file, base + ".img", dtype, sizes):
                 if slab.dtype.kind == "f" and not numpy.isfinite(slab).all():
                     raise BadVolume(f"{base}.img: some voxels are not finite numbers")
