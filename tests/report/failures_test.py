@@ -85,7 +85,7 @@ class Failures(ReportTest):
             "the histogram files before the run are": lambda: shutil.copy(
                 self.folder / "bad-out.hist", self.folder / "bad-target.hist"
             ),
-        }  # fmt: skip
+        }
         kept = {file.name: file.read_bytes() for file in self.folder.iterdir() if file.name.startswith("bad")}
         for reason, change in spoil.items():
             with self.subTest(reason):
@@ -143,7 +143,7 @@ class Failures(ReportTest):
         run = subprocess.run(
             ["bash", "-c", 'trap "" XFSZ; ulimit -f 8; exec "$0" "$@"', REPORT, "-C", self.folder, "-o", page,
              self.folder / "sound.log"], capture_output=True, text=True, check=False,
-        )  # fmt: skip
+        )
         self.assertEqual((run.returncode, page.read_text()), (2, "old"))
         self.assertEqual(run.stderr, f"tonalign-report: {page}: File too large\n")
         self.assertEqual([file.name for file in self.folder.iterdir() if file.name.startswith(".")], [])

@@ -5,10 +5,12 @@ import io
 import os
 import subprocess
 import unittest
+import zlib
 
 import matplotlib.image
 import numpy
 from support import BINS, REPORT, ReportTest, head, write_pair
+from tonalign_report.pictures import png
 
 
 def histogram(values, bins):
@@ -87,6 +89,18 @@ class Numbers(ReportTest):
                     numpy.testing.assert_allclose(found[text], grey.clip(0, 255), atol=0.51)
         self.assertEqual([chart for chart, _ in page.charts], ["first", "first"])
 
+    def test_png_files_hold_their_greys_whatever_the_filter(self):
+        x, y = numpy.meshgrid(numpy.arange(60), numpy.arange(40))
+        noise = numpy.random.default_rng(8).integers(0, 256, (40, 60))
+        steps, smooth = (noise[0] + 3 * y) % 256, 100 + 60 * numpy.sin(x / 9) + 60 * numpy.sin(y / 7)
+        filters = set()
+        for values in (noise, steps, steps.T, smooth + noise // 32, x * 0, noise[:1], noise[:, :1]):
+            grey = values.astype("u1")
+            content = png(grey)
+            numpy.testing.assert_array_equal((matplotlib.image.imread(io.BytesIO(content)) * 255).round(), grey)
+            filters.add(zlib.decompress(content[content.index(b"IDAT") + 4 : content.index(b"IEND") - 8])[0])
+        self.assertEqual(filters, {0, 1, 2, 3})
+
     def test_large_volumes_give_small_pictures(self):
         noise = numpy.random.default_rng(3).integers(0, 900, (152, 155, 160)).astype("i2")
         write_pair(self.folder / "one", noise)
@@ -104,7 +118,7 @@ class Numbers(ReportTest):
         self.usage1("first")
         before = (self.folder / "first.log").read_bytes()
         for arguments in ((), ("-x",), ("-o", "no/page.html", "first.log"), ("-o", ".", "first.log"),
-                          ("-o", "first.log", "first.log")):  # fmt: skip
+                          ("-o", "first.log", "first.log")):
             with self.subTest(arguments):
                 status, said = run(*arguments)
                 self.assertEqual(status, 2, said)

@@ -16,12 +16,12 @@ import numpy
 TONALIGN = os.environ["TONALIGN"]
 REPORT = os.environ["TONALIGN_REPORT"]
 sys.path.insert(0, str(pathlib.Path(REPORT).resolve().parent))
-from tonalign_report import command  # noqa: E402
+from tonalign_report import command
 
 BINS = 32
 BYTES = {"sizeof_hdr": (0, "i"), "dim4": (48, "h"), "bitpix": (72, "h"), "vox_offset": (108, "f"),
          "roi_scale": (112, "f"), "funused1": (116, "f"), "cal_max": (124, "f"), "cal_min": (128, "f"), "glmax": (140, "i"), "glmin": (144, "i"),
-         "magic": (344, "4s")}  # fmt: skip
+         "magic": (344, "4s")}
 COLUMNS = ("state", "scan", "input", "usage", "before", "after", "background", "top", "range", "remarks")
 
 

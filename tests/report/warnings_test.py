@@ -85,6 +85,12 @@ class Warnings(ReportTest):
         write_pair(self.folder / "target", head(1))  # nothing to be done, and nothing to warn of
         self.usage1("scan", exact=0)
         self.assertEqual(self.words("scan")[0], set())
+        almost = head(1, (36, 36, 36))
+        write_pair(self.folder / "one", almost)
+        almost[18, 18, 18] += 90
+        write_pair(self.folder / "target", almost)
+        self.usage1("scan", exact=0)
+        self.assertEqual(self.words("scan")[0], set())
 
     def test_input_overwritten_by_the_output(self):
         self.usage1("scan", output="one.hdr")

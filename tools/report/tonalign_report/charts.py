@@ -67,7 +67,8 @@ class Frame:
 def chart(curves, top, label, cumulative):
     frame = Frame(len(curves["output"]), top)
     drawn = "".join(frame.curve(curves[what], what, cumulative) for what in ORDER)
-    return f'<svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{html.escape(label)}">{frame.grid()}{drawn}</svg>'
+    text = html.escape(label)
+    return f'<svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{text}">{frame.grid()}{drawn}</svg>'
 
 
 def histogram_chart(histograms, name):

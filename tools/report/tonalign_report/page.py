@@ -25,7 +25,7 @@ COLUMNS = (
     ("At top", "number", "share of the output's foreground that has its largest value"),
     ("Output range", "number", "smallest and largest voxel of the output"),
     ("Remarks", "text", "why it failed, or what the warnings are about"),
-)  # fmt: skip
+)
 STATES = {"failed": "\N{MULTIPLICATION SIGN} failed", "warned": "! warnings", "sound": "\N{CHECK MARK} sound"}
 
 

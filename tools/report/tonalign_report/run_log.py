@@ -12,7 +12,7 @@ LOGGED_BYTES_AT_MOST = 1 << 20  # a log has a few kilobytes; whatever is larger 
 USAGE1 = (
     "inputfile1", "inputfile2", "outputfile1", "outputfile2", "Nbins", "sigma", "matchendpoints", "matchhistogram",
     "inputfile1_hist", "inputfile2_hist", "outputfile1_hist", "outputfile2_hist",
-)  # fmt: skip
+)
 USAGE2 = tuple(name for name in USAGE1 if name not in ("outputfile2", "inputfile2_hist", "outputfile2_hist"))
 
 # What a run says that goes on although an output could not be written.
@@ -22,7 +22,7 @@ NOT_WRITTEN = ("File could not be opened or", "AnalyzeHeader::save", "out stream
 ENDINGS = (
     "tonalign: ", "libgomp: ", "Exiting, wrong number of arguments", "could not be opened", "Header corrupted",
     "Error opening file", "Datatype format not recognized", "Dimensions not good", "Failed to allocate",
-)  # fmt: skip
+)
 
 
 class BadLog(Exception):
