@@ -9,6 +9,7 @@ readonly test_packages=(
     nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
     python3-matplotlib                      # for the report's page, and the next line to look at it
     python3-selenium chromium chromium-driver fonts-dejavu-core
+    snakemake                               # the workflow
     scdoc groff-base                        # the manual pages, and a check of them
 )
 

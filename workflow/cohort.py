@@ -1,0 +1,78 @@
+"""Finds the scans of a cohort and tells what a run on one of them needs."""
+
+import os
+import struct
+from pathlib import Path
+
+HEADER_BYTES = 348
+DIM_OFFSET = 40  # int16[8]; dim[1..3] are the voxels along x, y, z
+RUN_BYTES_PER_VOXEL = 8 + 12 + 4  # the volume, its ranks, and some room
+PROGRAM_MEGABYTES = 200
+
+
+def without_extension(name):
+    """The base name of a pair, from itself or either of its files."""
+    return name[:-4] if name.endswith((".hdr", ".img")) else name
+
+
+def scans_of_folder(folder, results):
+    """The pairs in a folder and below; one file of a pair is enough, so that its other half is missed."""
+    bases = {}
+    for top, folders, names in os.walk(folder):
+        folders[:] = [name for name in folders if os.path.realpath(os.path.join(top, name)) != results]
+        for name in names:
+            if name.endswith((".hdr", ".img")) and not name.startswith("."):
+                base = without_extension(os.path.join(top, name))
+                bases[os.path.relpath(base, folder)] = base
+    return bases
+
+
+def scans_of_list(file):
+    """The scans that a text file names, by the last part of their names."""
+    bases = {}
+    for line in Path(file).read_text(encoding="utf-8").splitlines():
+        if not line.strip():
+            continue
+        base = without_extension(line.strip())
+        key = os.path.basename(base)
+        if key in bases:
+            raise ValueError(f"{file}: two scans are called {key}, and their results would have the same names")
+        bases[key] = base
+    return bases
+
+
+def find_scans(source, results):
+    """Scans in the order of their keys: what their results are called, and the base name of the pair.
+
+    The folder of the results may lie in that of the scans; what is in it is no scan. Raises ValueError when there is
+    nothing to run on, or names that the workflow cannot take.
+    """
+    if os.path.isdir(source):
+        bases = scans_of_folder(source, os.path.realpath(results))
+    elif os.path.isfile(source):
+        bases = scans_of_list(source)
+    else:
+        raise ValueError(f"{source}: neither a folder of scans nor a list of them")
+    if not bases:
+        raise ValueError(f"{source}: no scan found")
+    for base in bases.values():
+        if any(character in base for character in "\t\n{}"):
+            raise ValueError(f"{base!r}: names with tabs, line ends or braces are not supported")
+    return dict(sorted(bases.items()))
+
+
+def files_that_exist(base):
+    """Those files of a pair that are there: a missing one is for tonalign to tell, not for the scheduler."""
+    return [base + extension for extension in (".hdr", ".img") if os.path.exists(base + extension)]
+
+
+def megabytes(base):
+    """The memory of a run on this scan, as its header promises; a header that says nothing costs little."""
+    try:
+        header = Path(base + ".hdr").read_bytes()[:HEADER_BYTES]
+        order = "<" if struct.unpack_from("<i", header)[0] == HEADER_BYTES else ">"
+        nx, ny, nz = struct.unpack_from(order + "3h", header, DIM_OFFSET + 2)
+    except (OSError, struct.error):
+        nx = ny = nz = 0
+    voxels = max(nx, 0) * max(ny, 0) * max(nz, 0)
+    return PROGRAM_MEGABYTES + voxels * RUN_BYTES_PER_VOXEL // 2**20
