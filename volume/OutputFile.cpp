@@ -191,8 +191,8 @@ std::ofstream& OutputFile::begin()
 {
     if (m_way == Way::in_place) {
         m_stream.open(m_final, std::ios::binary);
+        m_emptied = m_stream.is_open();
     }
-    m_begun = true;
     return m_stream;
 }
 
@@ -225,7 +225,7 @@ void OutputFile::discard()
     m_stream.close();
     if (!m_temporary.empty()) {
         remove_file(m_temporary);
-    } else if (m_way == Way::in_place && m_begun) {
+    } else if (m_way == Way::in_place && m_emptied) {
         std::error_code error;
         fs::resize_file(m_final, 0, error);
     }

@@ -75,7 +75,7 @@ private:
     void settle();
 
     Way m_way = Way::none;
-    bool m_begun = false;
+    bool m_emptied = false; ///< a file in place, and its old content gone
     bool m_closed = false;
     std::filesystem::path m_final;     ///< past all symbolic links
     std::filesystem::path m_temporary; ///< empty when there is none (any more)

@@ -3,8 +3,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -161,6 +163,35 @@ TEST_F(OutputFileTest, IsNotOpenedWhereADirectOpenWouldFail)
         EXPECT_FALSE(file.keep()) << name;
     }
     EXPECT_THAT(names(), ElementsAre("folder"));
+}
+
+TEST_F(OutputFileTest, LeavesAFileInPlaceThatCannotBeOpenedAgain)
+{
+    // So long a path that the system takes no longer one, as that of a temporary file beside it would be.
+    constexpr std::size_t longest_folder = 4090;
+    std::string folder = path("");
+    while (folder.size() < longest_folder) {
+        folder += std::string(std::min<std::size_t>(200, longest_folder - folder.size() - 1), 'n') + '/';
+    }
+    fs::create_directories(folder);
+    const std::string name = folder + "old";
+    write_file(name, "old");
+    {
+        OutputFile before(name);
+        ASSERT_TRUE(before.inPlace());
+        before.begin() << "whole";
+        EXPECT_TRUE(before.keep());
+    }
+    EXPECT_EQ(read_file(name), "whole");
+    OutputFile file(name);
+    rlimit limit = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit none = {0, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    file.begin() << "new";
+    EXPECT_FALSE(file.keep());
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(read_file(name), "whole");
 }
 
 TEST_F(OutputFileTest, PairIsReplacedWholeOrNotAtAll)
