@@ -71,6 +71,14 @@ bool may_be_renamed_over(const struct stat& old, const struct stat& folder)
     return (folder.st_mode & S_ISVTX) == 0 || user == 0 || user == folder.st_uid || user == old.st_uid;
 }
 
+/// Whether something is mounted on the file, as containers do with single files: none can be renamed over it.
+bool is_mounted_on(const fs::path& path)
+{
+    struct statx status;
+    return ::statx(AT_FDCWD, path.c_str(), 0, STATX_TYPE, &status) == 0 &&
+           (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
 struct NewFile
 {
     int descriptor = -1; ///< -1: not created, errno says why
@@ -133,7 +141,8 @@ void OutputFile::open(const std::string& name)
     if ((!old && !absent) || !folder || (regular && !can_be_written(m_final))) {
         return;
     }
-    if ((absent || (regular && may_be_renamed_over(*old, *folder))) && m_final.has_filename()) {
+    const bool replaceable = regular && may_be_renamed_over(*old, *folder) && !is_mounted_on(m_final);
+    if ((absent || replaceable) && m_final.has_filename()) {
         if (createBeside(regular ? &*old : nullptr)) {
             m_way = Way::beside;
             return;

@@ -19,8 +19,8 @@ namespace tonalign {
 /// link stays and the file at its end is replaced; other hard links of a replaced file keep the old content.
 ///
 /// Two kinds are opened directly, as there is nothing to replace: what exists and is no regular file (a pipe,
-/// a device), and a regular file in a folder where no other may be created or renamed. The latter is emptied
-/// when it cannot be written whole.
+/// a device), and a regular file that no other can be renamed over: the folder may not be changed, or the
+/// file is a mount of its own. The latter is emptied when it cannot be written whole.
 ///
 /// Nothing is flushed to the disk itself: this protects from failed writes and ended processes, not from a
 /// loss of power.

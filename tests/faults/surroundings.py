@@ -142,6 +142,21 @@ def full_disk_cases(runner, forms):
                        rights=False)
 
 
+def mounted_file_cases(runner, forms):
+    """Another file is mounted on an output, so that no file can be renamed over it."""
+    name_space, reason = can_mount(runner)
+    form = forms["histogram"]
+    for name in () if reason else form.outputs:
+        def held(folder, name=name):
+            shutil.copy(folder / name, folder / "held")
+            os.chown(folder / "held", folder.stat().st_uid, folder.stat().st_gid)
+
+        launch = (*name_space, "sh", "-c", 'mount --bind held "$1"; shift; exec "$@"', "sh", name)
+        launch += UNPRIVILEGED if runner.as_other else ()
+        yield Case(f"mounted/{name}", form, Expected((0,), whole=True), True, prepare=held, launch=launch,
+                   outputs={name: "held"}, rights=False)
+
+
 def modes(wanted):
     """A check of the permissions of every output."""
     def check(folder, outcome):
@@ -318,6 +333,7 @@ def cases(runner, forms):
     if not runner.sanitizer:  # which needs some itself
         yield from descriptor_cases(forms)
     yield from full_disk_cases(runner, forms)
+    yield from mounted_file_cases(runner, forms)
     yield from permission_cases(runner, forms)
     yield from link_cases(forms)
     yield from special_cases(runner, forms)
