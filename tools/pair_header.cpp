@@ -1,6 +1,7 @@
 #include "tools/pair_header.h"
 
 #include "volume/AnalyzeImage.h"
+#include "volume/voxel_file.h"
 
 #include <cerrno>
 #include <cstring>
@@ -12,6 +13,9 @@ namespace {
 
 std::string fault_of(const std::string& file, AnalyzeHeader& header)
 {
+    if (is_pipe(file)) {
+        return "a pipe, but a header file is expected";
+    }
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
     stream.ignore(header_size);

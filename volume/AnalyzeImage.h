@@ -71,8 +71,11 @@ public:
     {
         requireNameOfHeaderToSave();
         tonalign::OutputFile header(headername);
-        H.write(header, 0);
-        if (!imagename.ends_with(".img") || elementType() == nullptr) {
+        const bool savable = imagename.ends_with(".img") && elementType() != nullptr;
+        if (savable || !header.inPlace()) {
+            H.write(header, 0);
+        }
+        if (!savable) {
             header.discard(); // the process ends in the next call
         }
         return saveImage(&header);
@@ -157,6 +160,7 @@ int AnalyzeImage<T>::readAnalyzeImageHeader()
 {
     requireName(headername, ".hdr", " Inside  AnalyzeImage::readAnalyzeImageHeader() ",
                 " Attempt to read header without setting header filename ");
+    tonalign::require_no_pipe(headername);
     return H.readAnalyzeHeader(headername.c_str(), 1);
 }
 

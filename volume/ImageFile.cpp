@@ -67,6 +67,10 @@ int Image::Load(const char* file)
 int Image::ReadAnalyzeHeader()
 {
     const std::string name = headerName();
+    if (tonalign::is_pipe(name)) {
+        refused(name + ": a pipe, but a header file is expected");
+        return failed("Error");
+    }
     std::ifstream file(name, std::ios::binary);
     if (!file) {
         return failed("Error: cannot open header file");

@@ -40,22 +40,30 @@ bool means_open_file(const fs::path& link)
     return folder && processes && folder->st_dev == processes->st_dev;
 }
 
-/// The name at the end of a chain of symbolic links; empty when there is none that could be replaced.
-fs::path end_of_links(fs::path path)
+/// The name at the end of a chain of symbolic links. Empty when it leads to no place of a file; none when
+/// that cannot be found out.
+std::optional<fs::path> end_of_links(fs::path path)
 {
     constexpr int most_links = 40;
     for (int links = 0; links <= most_links; ++links) {
         std::error_code error;
-        if (!fs::is_symlink(fs::symlink_status(path, error))) {
+        const fs::file_type type = fs::symlink_status(path, error).type();
+        if (type == fs::file_type::none) {
+            return std::nullopt;
+        }
+        if (type != fs::file_type::symlink) {
             return path;
         }
-        const fs::path target = fs::read_symlink(path, error);
-        if (error || means_open_file(path)) {
+        if (means_open_file(path)) {
             break;
+        }
+        const fs::path target = fs::read_symlink(path, error);
+        if (error) {
+            return std::nullopt;
         }
         path = path.parent_path() / target;
     }
-    return {};
+    return fs::path();
 }
 
 bool can_be_written(const fs::path& path)
@@ -132,7 +140,15 @@ OutputFile::OutputFile(const std::string& name)
 
 void OutputFile::open(const std::string& name)
 {
-    m_final = end_of_links(name);
+    // The system may forbid to follow a link that could be read.
+    if (!status_of(name) && errno != ENOENT) {
+        return;
+    }
+    const auto end = end_of_links(name);
+    if (!end) {
+        return;
+    }
+    m_final = *end;
     const auto old = status_of(m_final);
     const bool absent = !old && errno == ENOENT;
     const bool regular = old && S_ISREG(old->st_mode);
@@ -181,8 +197,9 @@ bool OutputFile::createBeside(const struct stat* old)
             take_over_owner(created.descriptor, current, *old);
         }
         // The stream opens the file by its name, which a strict umask may forbid.
-        const mode_t while_writing = (current.st_mode | owner_may_read_and_write) & permission_bits;
-        usable = ::fchmod(created.descriptor, while_writing) == 0;
+        m_modeNow = (current.st_mode | owner_may_read_and_write) & permission_bits;
+        const bool writable = m_modeNow == (current.st_mode & permission_bits);
+        usable = writable || ::fchmod(created.descriptor, m_modeNow) == 0;
     }
     usable = ::close(created.descriptor) == 0 && usable;
     if (usable) {
@@ -243,7 +260,10 @@ void OutputFile::discard()
 
 const OutputFile* OutputFile::keepPair(OutputFile& header, OutputFile& image)
 {
-    const OutputFile* const failed = !header.setAside()     ? &header
+    // Links can make one file of both, which would be the image alone.
+    const bool one_file = header.m_way != Way::direct && header.m_final == image.m_final;
+    const OutputFile* const failed = one_file               ? &image
+                                     : !header.setAside()   ? &header
                                      : !image.setAside()    ? &image
                                      : !image.putInPlace()  ? &image
                                      : !header.putInPlace() ? &header
@@ -285,7 +305,9 @@ bool OutputFile::putInPlace()
     if (m_way != Way::beside) {
         return true;
     }
-    if (::chmod(m_temporary.c_str(), m_mode) != 0 || !rename_file(m_temporary, m_final)) {
+    // Where nothing differs, a file system that knows no permissions need not be asked for them.
+    const bool permitted = m_mode == m_modeNow || ::chmod(m_temporary.c_str(), m_mode) == 0;
+    if (!permitted || !rename_file(m_temporary, m_final)) {
         return false;
     }
     m_temporary.clear();

@@ -54,8 +54,8 @@ public:
     /// Gives both closed files their final names or neither.
     ///
     /// For a header and its image: while the names change, and if the process is killed then, the header's
-    /// name is absent, so that no reader meets a mixed pair. Returns the file that could not be put in place,
-    /// with the final names as before; null when all went well.
+    /// name is absent, so that no reader meets a mixed pair. Two names of one file cannot be kept. Returns
+    /// the file that could not be put in place, with the final names as before; null when all went well.
     static const OutputFile* keepPair(OutputFile& header, OutputFile& image);
 
 private:
@@ -81,6 +81,7 @@ private:
     std::filesystem::path m_temporary; ///< empty when there is none (any more)
     std::filesystem::path m_aside;     ///< where the old file is meanwhile; empty when it is in its place
     mode_t m_mode = 0;                 ///< permissions of the final file
+    mode_t m_modeNow = 0;              ///< permissions of the temporary file
     std::ofstream m_stream;
 };
 

@@ -120,6 +120,19 @@ bool is_special_file(const std::string& name)
     return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
 }
 
+bool is_pipe(const std::string& name)
+{
+    std::error_code error;
+    return std::filesystem::is_fifo(name, error);
+}
+
+void require_no_pipe(const std::string& headername)
+{
+    if (is_pipe(headername)) {
+        refuse(headername + ": a pipe, but a header file is expected");
+    }
+}
+
 void require_no_special_file(const std::string& imagename)
 {
     if (is_special_file(imagename)) {

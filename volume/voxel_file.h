@@ -13,6 +13,13 @@ namespace tonalign {
 /// opened, which would wait for the writer of a pipe.
 bool is_special_file(const std::string& name);
 
+/// Whether the name is that of a pipe. To be asked before a header file is opened: a pipe without a writer
+/// would be waited for, and none has an image beside it.
+bool is_pipe(const std::string& name);
+
+/// Ends the process with status 1 and one line on standard error when the header file is a pipe.
+void require_no_pipe(const std::string& headername);
+
 /// Ends the process with status 1 and one line on standard error when the image file is a special one.
 void require_no_special_file(const std::string& imagename);
 

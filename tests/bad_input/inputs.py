@@ -175,6 +175,7 @@ TOO_WIDE = [-1e308, 1e308] * 12
 MAKERS = {
     "header-missing": records(ABSENT),
     "header-folder": records(FOLDER),
+    "header-pipe": records(PIPE),
     "header-short": records(b"", RECORD[:1]),
     "header-no-type": records(RECORD[:3], RECORD[:40], RECORD[:72]),
     "header-100": records(RECORD[:100], kept=(100, bytes(248))),
@@ -191,6 +192,9 @@ MAKERS = {
     "axis-1": same(every_way((1, 3, 2), (1, 1, 5), (1, 1, 2))),
     "dim-0": kept_dim(0, 0, -1, 1, 3, 32767),
     "dim-4": kept_dim(4, 0, -1, 2, 32767),
+    "dim-5": kept_dim(5, 0, -1, 32767),
+    "dim-6": kept_dim(6, 0, -1, 32767),
+    "dim-7": kept_dim(7, 0, -1, 32767),
     "type-recognised": same(types(True), "f"),
     "type-other": same(types(False), places=lambda: [as_input()]),
     "image-missing": volume((RECORD, ABSENT), (header(DIMS, "B", codes=(128, 24)), ABSENT)),

@@ -286,9 +286,22 @@ def special_cases(runner, forms):
                     os.mknod(folder / name, 0o666 | stat.S_IFCHR, os.makedev(1, minor))
                     (folder / name).chmod(0o666)
 
-                yield Case(f"special/{device}-{name}", form, Expected((0,)), prepare=node, check=still_device(name))
+                told, partner = partner_of(name, form) if device == "full" else ((), None)
+                # All is written and kept but what goes to the full device, and the other file of its pair.
+                expected = Expected((0,), told, lost=tuple(filter(None, (name, partner))))
+                yield Case(f"special/{device}-{name}", form, expected, prepare=node, check=still_device(name))
     if not runner.nodes:
         print(f"as {runner.user}: special: device nodes of our own are not possible here, so only pipes were tried")
+
+
+def partner_of(name, form):
+    """What is told when this output is lost, and what is given up with it."""
+    for pair in form.pairs:
+        if name == pair + ".hdr":
+            return (runs.HEADER_UNWRITTEN,), pair + ".img"
+        if name == pair + ".img":
+            return (runs.IMAGE_UNWRITTEN,), pair + ".hdr"
+    return (), None
 
 
 def still_device(name):
