@@ -49,6 +49,6 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # tonalign-report alone is Python, and its libraries are large: a computing node can do without them.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3:any")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "python3-nibabel, python3-numpy")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "python3-matplotlib, python3-nibabel, python3-numpy, python3-pil")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "cmake, g++, pkgconf")
 include(CPack)

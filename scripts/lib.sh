@@ -7,7 +7,7 @@ readonly test_packages=(
     g++ cmake ninja-build libgtest-dev libgmock-dev pkgconf
     locales                                 # the sources of a locale with a decimal comma
     nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
-    python3-matplotlib                      # for the report's page, and the next line to look at it
+    python3-matplotlib python3-pil          # for the report's page, and the next line to look at it
     python3-selenium chromium chromium-driver fonts-dejavu-core
     snakemake                               # the workflow
     scdoc groff-base                        # the manual pages, and a check of them

@@ -5,12 +5,10 @@ import io
 import os
 import subprocess
 import unittest
-import zlib
 
-import matplotlib.image
 import numpy
+from PIL import Image
 from support import BINS, REPORT, ReportTest, head, write_pair
-from tonalign_report.pictures import png
 
 
 def histogram(values, bins):
@@ -65,7 +63,7 @@ class Numbers(ReportTest):
         found = {}
         for _, text, source in page.images:
             content = base64.b64decode(source.removeprefix("data:image/png;base64,"), validate=True)
-            found[text] = (matplotlib.image.imread(io.BytesIO(content)) * 255).round()
+            found[text] = numpy.asarray(Image.open(io.BytesIO(content)), float)
         volumes = {
             "input": head(1).astype(float),
             "output": self.voxels("first-out", (10, 12, 14)).astype(float),
@@ -88,18 +86,6 @@ class Numbers(ReportTest):
                     grey = (view[::-1] - low[what]) / (bright[what] - low[what]) * 255
                     numpy.testing.assert_allclose(found[text], grey.clip(0, 255), atol=0.51)
         self.assertEqual([chart for chart, _ in page.charts], ["first", "first"])
-
-    def test_png_files_hold_their_greys_whatever_the_filter(self):
-        x, y = numpy.meshgrid(numpy.arange(60), numpy.arange(40))
-        noise = numpy.random.default_rng(8).integers(0, 256, (40, 60))
-        steps, smooth = (noise[0] + 3 * y) % 256, 100 + 60 * numpy.sin(x / 9) + 60 * numpy.sin(y / 7)
-        filters = set()
-        for values in (noise, steps, steps.T, smooth + noise // 32, x * 0, noise[:1], noise[:, :1]):
-            grey = values.astype("u1")
-            content = png(grey)
-            numpy.testing.assert_array_equal((matplotlib.image.imread(io.BytesIO(content)) * 255).round(), grey)
-            filters.add(zlib.decompress(content[content.index(b"IDAT") + 4 : content.index(b"IEND") - 8])[0])
-        self.assertEqual(filters, {0, 1, 2, 3})
 
     def test_large_volumes_give_small_pictures(self):
         noise = numpy.random.default_rng(3).integers(0, 900, (152, 155, 160)).astype("i2")

@@ -5,10 +5,15 @@ volumes     Analyze pairs, read as tonalign reads them, one slab at a time
 histograms  histogram files
 scan        one run with everything the page shows of it, or why it failed
 findings    what is worth a warning
-pictures    slices as PNG, without another library
-charts      histograms and cumulative curves as SVG
+pictures    slices as PNG, by Pillow
+charts      histograms and cumulative curves as SVG, by matplotlib
 page        the HTML, with page.css and page.js
 command     arguments, exit status, the file itself
 """
+
+import logging
+
+# On a node without a home to write to, matplotlib would speak of its cache among our lines about failed scans.
+logging.getLogger("matplotlib").setLevel(logging.ERROR)
 
 VERSION = "0.1.0"

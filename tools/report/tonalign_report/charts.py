@@ -1,15 +1,32 @@
-"""Histograms and cumulative curves as SVG that takes its colours from the page."""
+"""Histograms and cumulative curves, drawn by matplotlib, as SVG that takes its colours from the page."""
 
 import html
-import math
+import io
+import re
+from xml.etree import ElementTree
 
+import matplotlib
 import numpy
+from matplotlib.backends.backend_svg import FigureCanvasSVG
+from matplotlib.figure import Figure
+from matplotlib.ticker import MaxNLocator
 
 WIDTH, HEIGHT = 480, 210
 LEFT, RIGHT, TOP, BOTTOM = 52, 10, 12, 34
 POINTS_AT_MOST = 512
-ORDER = ("target", "input", "output")  # drawn one over another: the wide line first, the result on top
 PEAK_SHOWN = 2.5  # times the peak of target and output; a comb of few grey levels would press them flat
+# Name on the page, colour here, width; in the order of drawing: the wide line first, the result on top.
+CURVES = {"target": ("#8fc7ee", 5.5), "input": ("#c25700", 1.3), "output": ("#0a2a52", 1.5)}
+SOFT, LINE = "#555d66", "#cfd4da"
+# Colours that a page replaces by its own, for light, dark and paper.
+PAGE_COLOURS = {SOFT: "--soft", LINE: "--line"} | {colour: f"--{what}" for what, (colour, _) in CURVES.items()}
+SVG = "{http://www.w3.org/2000/svg}"
+
+# Whatever style a user has set up for plots of their own, the page looks the same.
+matplotlib.rcdefaults()
+matplotlib.rcParams.update(
+    {"svg.fonttype": "none", "font.size": 11, "lines.solid_capstyle": "butt", "lines.solid_joinstyle": "round"}
+)
 
 
 def thin(values, cumulative):
@@ -23,66 +40,89 @@ def thin(values, cumulative):
     return bins[edges[:-1]], numpy.maximum.reduceat(values, edges[:-1])
 
 
-def nice_step(span, parts):
-    """A step of 1, 2 or 5 times a power of ten that divides a span into at most so many parts."""
-    raw = span / parts
-    power = 10.0 ** math.floor(math.log10(raw))
-    return next(step * power for step in (1, 2, 5, 10) if step * power >= raw * (1 - 1e-9))
+def empty_axes(bins, top):
+    """Axes from bin 2 on, the first that is no background, and from 0 to top."""
+    figure = Figure(figsize=(WIDTH / 72, HEIGHT / 72), dpi=72)
+    axes = figure.add_axes(
+        (LEFT / WIDTH, BOTTOM / HEIGHT, (WIDTH - LEFT - RIGHT) / WIDTH, (HEIGHT - TOP - BOTTOM) / HEIGHT)
+    )
+    first, last = min(2, bins), max(bins, 3)
+    axes.set(xlim=(first, last), ylim=(0, top), frame_on=False, axisbelow=True)
+    round_bins = MaxNLocator(6, steps=(1, 2, 5, 10), integer=True).tick_values(first, last)
+    apart = 0.4 * (round_bins[1] - round_bins[0])
+    axes.set_xticks([first, *(n for n in round_bins if first + apart < n <= last)])
+    axes.xaxis.set_major_formatter("{x:.0f}")
+    axes.yaxis.set_major_locator(MaxNLocator(4, steps=(1, 2, 5, 10)))
+    axes.yaxis.set_major_formatter("{x:.3g}")
+    axes.tick_params(length=0, pad=6, labelcolor=SOFT)
+    axes.grid(axis="y", color=LINE, linewidth=1, clip_on=False)
+    axes.tick_params(axis="x", pad=8)
+    axes.set_xlabel("bin", color=SOFT, labelpad=3)
+    return axes
 
 
-class Frame:
-    """Axes of one chart, and the way from bins and values to its places."""
-
-    def __init__(self, bins, top):
-        self.first, self.last, self.top = min(2, bins), max(bins, 3), top
-
-    def x(self, bin_number):
-        return LEFT + (bin_number - self.first) / (self.last - self.first) * (WIDTH - LEFT - RIGHT)
-
-    def y(self, value):
-        return HEIGHT - BOTTOM - value / self.top * (HEIGHT - TOP - BOTTOM)
-
-    def grid(self):
-        parts = []
-        step = nice_step(self.top, 4)
-        for k in range(int(self.top / step * (1 + 1e-9)) + 1):
-            y = self.y(k * step)
-            parts.append(f'<path class="grid" d="M{LEFT} {y:.1f}H{WIDTH - RIGHT}"/>')
-            parts.append(f'<text x="{LEFT - 6}" y="{y + 4:.1f}" text-anchor="end">{k * step:.3g}</text>')
-        step = max(1, int(nice_step(self.last - self.first, 6)))
-        ticks = [self.first] + [n for n in range(step, self.last + 1, step) if n - self.first > 0.4 * step]
-        for n in ticks:
-            parts.append(f'<text x="{self.x(n):.1f}" y="{HEIGHT - BOTTOM + 16}" text-anchor="middle">{n}</text>')
-        middle = (LEFT + WIDTH - RIGHT) / 2
-        parts.append(f'<text class="name" x="{middle}" y="{HEIGHT - 4}" text-anchor="middle">bin</text>')
-        return "".join(parts)
-
-    def curve(self, values, style, cumulative):
-        bins, values = thin(values, cumulative)
-        inside = numpy.minimum(values, self.top * 1.02)
-        points = [f"{self.x(b):.1f} {self.y(v):.1f}" for b, v in zip(bins, inside) if b >= self.first]
-        return f'<path class="curve {style}" d="M{"L".join(points)}"/>'
+def draw(curves, top, cumulative):
+    """A figure of the three curves; what is higher than the top runs along just above it."""
+    axes = empty_axes(len(curves["output"]), top)
+    for what, (colour, width) in CURVES.items():
+        bins, values = thin(curves[what], cumulative)
+        shown = bins >= axes.get_xlim()[0]
+        inside = numpy.minimum(values, top * 1.02)
+        axes.plot(bins[shown], inside[shown], color=colour, linewidth=width, label=what, clip_on=False)
+    return axes.figure
 
 
-def chart(curves, top, label, cumulative):
-    frame = Frame(len(curves["output"]), top)
-    drawn = "".join(frame.curve(curves[what], what, cumulative) for what in ORDER)
+def short_path(path):
+    """A tenth of a unit is less than a screen shows, and thousands of points make up most of a chart."""
+    rounded = re.sub(r"\d+\.\d+", lambda number: f"{float(number[0]):.1f}", path)
+    return re.sub(r"\s*([MLz])\s*", r"\1", rounded).strip()
+
+
+def for_page(figure, label):
+    """A figure as an svg element for the page: without what a file of its own has, and with the page's font and colours.
+
+    No id is left, so that charts do not meet in one page; nothing refers to one, as nothing is clipped.
+    """
+    file = io.StringIO()
+    figure.patch.set_visible(False)  # the page has its own paper
+    FigureCanvasSVG(figure).print_svg(file)
+    drawn = []
+    for element in ElementTree.fromstring(file.getvalue()).iter():
+        style = element.get("style", "")
+        for colour, name in PAGE_COLOURS.items():
+            style = style.replace(colour, f"var({name})")
+        if element.tag == f"{SVG}path":
+            drawn.append(f'<path d="{short_path(element.get("d"))}" style="{style}"/>')
+        elif element.tag == f"{SVG}text":
+            style = re.sub(r"font: [^;]*; ", "", style)
+            x, y = (f"{float(element.get(axis)):.1f}" for axis in "xy")
+            drawn.append(f'<text x="{x}" y="{y}" style="{style}">{html.escape(element.text)}</text>')
     text = html.escape(label)
-    return f'<svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{text}">{frame.grid()}{drawn}</svg>'
+    return f'<svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{text}">{"".join(drawn)}</svg>'
+
+
+def histogram_figure(histograms):
+    """The figure, and a note about what is cut off at its top (empty if nothing is)."""
+    peaks = {what: float(values.max()) for what, values in histograms.items()}
+    top = min(max(peaks.values()), PEAK_SHOWN * max(peaks["output"], peaks["target"])) or 1.0
+    note = f"The input's highest bins are cut off; they reach {peaks['input']:.3g}." if peaks["input"] > top else ""
+    return draw(histograms, top * 1.04, cumulative=False), note
+
+
+def cumulative_figure(histograms):
+    return draw({what: numpy.cumsum(values) for what, values in histograms.items()}, 1.0, cumulative=True)
 
 
 def histogram_chart(histograms, name):
-    """The chart, and a note about what is cut off at its top (empty if nothing is)."""
-    peaks = {what: float(values.max()) for what, values in histograms.items()}
-    top = min(max(peaks.values()), PEAK_SHOWN * max(peaks["output"], peaks["target"])) or 1.0
+    """The histograms for the page, and a note about what is cut off at their top."""
+    figure, note = histogram_figure(histograms)
     said = ", ".join(
         f"{what} peaks at bin {int(values.argmax()) + 1} with {values.max():.3g}" for what, values in histograms.items()
     )
-    note = f"The input's highest bins are cut off; they reach {peaks['input']:.3g}." if peaks["input"] > top else ""
-    return chart(histograms, top * 1.04, f"{name}: frequencies by bin; {said}", False), note
+    return for_page(figure, f"{name}: frequencies by bin; {said}"), note
 
 
 def cumulative_chart(histograms, name):
     sums = {what: numpy.cumsum(values) for what, values in histograms.items()}
     medians = ", ".join(f"{what} {int(numpy.searchsorted(s, 0.5 * s[-1])) + 1}" for what, s in sums.items())
-    return chart(sums, 1.0, f"{name}: cumulative frequencies by bin; medians in bins {medians}", True)
+    return for_page(cumulative_figure(histograms), f"{name}: cumulative frequencies by bin; medians in bins {medians}")

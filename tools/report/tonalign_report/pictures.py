@@ -2,10 +2,10 @@
 
 import base64
 import html
-import struct
-import zlib
+import io
 
 import numpy
+from PIL import Image
 
 PIXELS_AT_MOST = 150  # along either axis: three volumes of three planes stay below 150 KB
 SMOOTH_FROM = 60  # pictures of fewer pixels show their voxels as squares
@@ -15,24 +15,12 @@ ABSENT = {"input": "overwritten by the output", "target": "a histogram file"}
 COMMON_SCALE_WITHIN = 3  # volumes of more different extents are each drawn as large as they fit
 
 
-def chunk(kind, content):
-    return struct.pack(">I", len(content)) + kind + content + struct.pack(">I", zlib.crc32(kind + content))
-
-
 def png(grey):
     """A PNG file of an array [row][column] of bytes, top row first."""
-    rows = grey.astype(numpy.int16)
-    left = numpy.pad(rows, ((0, 0), (1, 0)))[:, :-1]
-    above = numpy.pad(rows, ((1, 0), (0, 0)))[:-1]
-    # PNG's filters none, sub, up and average, one for the whole picture: whichever compresses best.
-    filtered = {0: rows, 1: rows - left, 2: rows - above, 3: rows - (left + above) // 2}
-    packed = [
-        zlib.compress(numpy.insert(values.astype(numpy.uint8), 0, kind, axis=1).tobytes(), 9)
-        for kind, values in filtered.items()
-    ]
-    size = struct.pack(">IIBBBBB", grey.shape[1], grey.shape[0], 8, 0, 0, 0, 0)
-    parts = chunk(b"IHDR", size) + chunk(b"IDAT", min(packed, key=len)) + chunk(b"IEND", b"")
-    return b"\x89PNG\r\n\x1a\n" + parts
+    # Pillow rather than matplotlib's imsave, which stands on it: that writes four channels, twice the bytes.
+    file = io.BytesIO()
+    Image.fromarray(grey).save(file, "png", optimize=True)
+    return file.getvalue()
 
 
 def shrink(values, axis):
