@@ -3,12 +3,14 @@
 import base64
 import io
 import os
+import re
 import subprocess
 import unittest
 
 import numpy
 from PIL import Image
 from support import BINS, REPORT, ReportTest, head, write_pair
+from tonalign_report.charts import cumulative_chart, histogram_chart
 
 
 def histogram(values, bins):
@@ -86,6 +88,31 @@ class Numbers(ReportTest):
                     grey = (view[::-1] - low[what]) / (bright[what] - low[what]) * 255
                     numpy.testing.assert_allclose(found[text], grey.clip(0, 255), atol=0.51)
         self.assertEqual([chart for chart, _ in page.charts], ["first", "first"])
+
+    def test_curves_run_through_their_frequencies_in_colours_of_the_page(self):
+        noise = numpy.random.default_rng(5).random(40)
+        values = {"input": noise ** 2, "output": noise[::-1], "target": numpy.roll(noise, 3)}
+        values["input"][11] = 100.0  # far above the others' peaks
+        values = {what: given / given.sum() for what, given in values.items()}
+        (frequencies, note), sums = histogram_chart(values, "a & b"), cumulative_chart(values, "a & b")
+        self.assertEqual((frequencies, note), histogram_chart(values, "a & b"))  # nothing random, no date
+        self.assertEqual(note, f"The input's highest bins are cut off; they reach {values['input'][11]:.3g}.")
+        top = 1.04 * 2.5 * max(values["output"].max(), values["target"].max())
+        for chart, height, shown in (
+            (frequencies, top, values),
+            (sums, 1, {what: numpy.cumsum(given) for what, given in values.items()}),
+        ):
+            self.assertIsNone(re.search(r"#[0-9a-f]{6}| id=|<style|url\(", chart))
+            curves = re.findall(r'<path d="M([^"]*)" style="[^"]*var\(--(input|output|target)\)', chart)
+            self.assertEqual([what for _, what in curves], ["target", "input", "output"])
+            for path, what in curves:
+                points = numpy.array([point.split() for point in path.split("L")], float)
+                bins = 2 + (points[:, 0] - 52) / 418 * 38
+                wanted = numpy.interp(bins, range(1, 41), numpy.minimum(shown[what], 1.02 * height))
+                # A path leaves out points on its straight parts; a tenth of a unit is what it is rounded to.
+                numpy.testing.assert_allclose((176 - points[:, 1]) / 164 * height, wanted, atol=height / 164)
+                self.assertGreater(len(points), 20)
+                self.assertEqual((points[0, 0], points[-1, 0]), (52, 470))
 
     def test_large_volumes_give_small_pictures(self):
         noise = numpy.random.default_rng(3).integers(0, 900, (152, 155, 160)).astype("i2")

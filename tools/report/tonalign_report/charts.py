@@ -79,7 +79,7 @@ def short_path(path):
 
 
 def for_page(figure, label):
-    """A figure as an svg element for the page: without what a file of its own has, and with the page's font and colours.
+    """A figure as an svg element of the page: without what a file of its own has, in the page's font and colours.
 
     No id is left, so that charts do not meet in one page; nothing refers to one, as nothing is clipped.
     """
