@@ -50,8 +50,6 @@ def good_volumes():
     pair("scan-h-little", (4, 3, 2), "h", SCAN)
     pair("scan-h-big", (4, 3, 2), "h", SCAN, ">")
     pair("cube", (20, 20, 20), "h", CUBE)
-    pair("slice", (4, 4, 1), "B", [0, 9, 9, 0, 5, 7, 7, 5, 0, 7, 9, 3, 1, 1, 8, 0])
-    pair("two-voxels", (1, 1, 2), "h", [-3, 4])
     pair("constant", (3, 2, 2), "B", [7] * 12)
     pair("constant-nine", (2, 2, 2), "B", [9] * 8)
 

@@ -28,6 +28,16 @@ usage2() {
     try "$1" "$2" "$3" out/1 "$4" out/1.hist out/1t.hist
 }
 
+# reports ATTEMPT...: of one of the above, its label, the reports on ranges, errors and endpoints, and how it ended.
+reports() {
+    "$@" | grep -E '^(---|Image|Error|bp|status)'
+}
+
+# saving ATTEMPT...: of one of the above, its label and what follows the reports.
+saving() {
+    "$@" | awk '/^---/; /IMAGES ARE BEING SAVED/ { saving = 1 } saving'
+}
+
 # Leaves some of the outputs of an earlier run, and others not: a refused run must neither change nor make one.
 keep_old_outputs() {
     local file
