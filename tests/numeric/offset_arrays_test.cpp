@@ -8,20 +8,6 @@
 
 namespace {
 
-TEST(OffsetVectors, AcceptEveryIndexOfTheChosenRange)
-{
-    for (const int lowest : {-3, 0, 1, 7}) {
-        double* v = classNRUTILS::dvector(lowest, lowest + 4);
-        for (int i = lowest; i <= lowest + 4; ++i) {
-            v[i] = i;
-        }
-        EXPECT_EQ(v[lowest], lowest);
-        EXPECT_EQ(v[lowest + 4], lowest + 4);
-        classNRUTILS::free_dvector(v, lowest, 0);
-    }
-    classNRUTILS::free_ivector(classNRUTILS::ivector(1, 0), 1, 0);
-}
-
 TEST(OffsetMatrices, KeepTheirRowsInOneRun)
 {
     double** m = classNRUTILS::dmatrix(-2, 2, -3, 3);
