@@ -1,18 +1,12 @@
-#include "exactmatch/convolution.h"
 #include "exactmatch/exact_assignment.h"
-#include "exactmatch/filter_bank.h"
 #include "exactmatch/rank_ranges.h"
-#include "histogram/BinGeometry.h"
 #include "histogram/HistogramArray.h"
 #include "tests/support/volumes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
-#include <array>
-#include <map>
 #include <numeric>
 #include <tuple>
 
@@ -20,7 +14,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using tonalign::HistogramArray;
-using tonalign::test::bits_of;
 using tonalign::test::volume_of;
 using tonalign::test::voxels_of;
 
@@ -83,81 +76,6 @@ TEST(ExactAssignment, LeavesAVolumeAloneWhenThereIsNothingToHandOut)
     Array3D<double> one = volume_of(2, 1, 1, {3, 4});
     perfect_histogram_matching(&one, target_histogram({0, .4, .3, .3}), 1, 4);
     EXPECT_THAT(voxels_of(one), ElementsAre(3, 4));
-}
-
-using Stack = std::array<Array3D<double>, tonalign::feature_levels>;
-
-Stack feature_stack(Array3D<double> volume)
-{
-    Stack stack;
-    stack[0] = std::move(volume);
-    for (int k = 1; k < tonalign::feature_levels; ++k) {
-        Array3D<double> filter;
-        get3DfilterArray(1, k + 1, filter);
-        stack[static_cast<std::size_t>(k)] = stack[0];
-        convolution3Dn(&stack[0], &filter, &stack[static_cast<std::size_t>(k)]);
-    }
-    return stack;
-}
-
-HistogramArray random_target(int N, std::mt19937& random)
-{
-    std::vector<double> frequencies(static_cast<std::size_t>(N), 0.0);
-    for (int k = 0; k < 8; ++k) {
-        frequencies[1 + random() % (frequencies.size() - 1)] += 0.125;
-    }
-    return target_histogram(frequencies);
-}
-
-TEST(ExactAssignment, GivesTheTargetCountsInKeyOrderForAnyNumberOfThreads)
-{
-    std::mt19937 random(1);
-    const auto extent = [&random] { return static_cast<int>(random() % 5 + 1); };
-    for (int trial = 0; trial < 300; ++trial) {
-        const int N = static_cast<int>(random() % 12 + 2);
-        const Stack before = feature_stack(
-            tonalign::test::random_volume(extent(), extent(), extent(), random() % 6 + 1, random));
-        const HistogramArray target = random_target(N, random);
-        const auto matched = [&](int threads) {
-            omp_set_num_threads(threads);
-            Stack stack = before;
-            perfect_histogram_matching(stack.data(), target.copy(), tonalign::feature_levels, N);
-            return std::move(stack[0]);
-        };
-        const Array3D<double> after = matched(1);
-        EXPECT_EQ(bits_of(matched(2)), bits_of(after));
-        EXPECT_EQ(bits_of(matched(7)), bits_of(after));
-
-        const tonalign::BinGeometry bins(tonalign::intensity_range(before[0]), N);
-        std::vector<std::vector<double>> keys_and_results;
-        std::map<double, int> achieved;
-        for (std::int64_t j = 0; j < after.blockSize(); ++j) {
-            const double result = after.block()[j];
-            if (bins.binOf(before[0].block()[j]) == 1) {
-                EXPECT_EQ(result, before[0].block()[j]);
-                continue;
-            }
-            ++achieved[result];
-            std::vector<double> key;
-            for (const Array3D<double>& level : before) {
-                key.push_back(level.block()[j]);
-            }
-            key.push_back(result);
-            keys_and_results.push_back(key);
-        }
-        std::sort(keys_and_results.begin(), keys_and_results.end());
-        EXPECT_TRUE(std::is_sorted(keys_and_results.begin(), keys_and_results.end(),
-                                   [](const auto& a, const auto& b) { return a.back() < b.back(); }));
-
-        const int voxels = static_cast<int>(keys_and_results.size());
-        tonalign::round_to_counts(target, N, voxels);
-        tonalign::RankRanges ranges(target, N);
-        tonalign::reconcile_with_input(ranges, voxels == 0 ? -1 : voxels);
-        for (int i = 1; i <= N; ++i) {
-            const std::int64_t expected = ranges.isEmpty(i) ? 0 : ranges.last(i) - ranges.first(i) + 1;
-            EXPECT_EQ(achieved[target[1][i]], expected) << "trial " << trial << ", bin " << i;
-        }
-    }
 }
 
 } // namespace

@@ -1,9 +1,7 @@
-#include "exactmatch/RankSelection.h"
 #include "exactmatch/convolution.h"
 #include "exactmatch/exact_assignment.h"
 #include "exactmatch/exact_matching.h"
 #include "exactmatch/filter_bank.h"
-#include "exactmatch/voxel_order.h"
 #include "histogram/HistogramArray.h"
 #include "tests/support/volumes.h"
 #include "volume/IntensityRange.h"
@@ -121,43 +119,6 @@ TEST(ExactMatching, EqualsTheAssignmentOnAStoredFeatureStack)
                 ASSERT_EQ(std::vector(own_counts[2] + 1, own_counts[2] + N + 1),
                           std::vector(counts[2] + 1, counts[2] + N + 1));
             }
-        }
-    }
-}
-
-/// With a range end behind every column the selection is a full sort, and has to leave the arrangement of the
-/// documented one, columns with equal keys included.
-TEST(RankSelection, LeavesTheArrangementOfTheFullSort)
-{
-    constexpr int nx = 4;
-    constexpr int ny = 12;
-    constexpr int nz = 11;
-    Random random(11);
-    for (const auto& [kind, voxel] : kinds) {
-        const Array3D<double> volume = make_volume(voxel, nx, ny, nz, random);
-        const auto n = static_cast<int>(volume.blockSize());
-        Stack stack = feature_stack(volume);
-        tonalign::OffsetMatrix<int> indexarray(3, n);
-        std::vector<std::uint64_t> positions(static_cast<std::size_t>(n));
-        std::vector<std::uint64_t> keys(positions.size());
-        std::vector<std::int64_t> range_ends(positions.size());
-        for (int c = 0; c < n; ++c) {
-            const auto i = static_cast<std::size_t>(c);
-            indexarray[1][c + 1] = c % nx;
-            indexarray[2][c + 1] = c / nx % ny;
-            indexarray[3][c + 1] = c / (nx * ny);
-            positions[i] = i;
-            keys[i] = tonalign::sort_key(volume.block()[c]);
-            range_ends[i] = c;
-        }
-        const tonalign::FeatureLevels levels(volume);
-        tonalign::RankSelection<std::uint64_t>(levels, range_ends, positions.data(), keys.data())
-            .rank(0, n - 1, 0);
-        quicksort_feature_array(stack.data(), tonalign::feature_levels, indexarray, 1, n);
-        for (int c = 0; c < n; ++c) {
-            const auto expected = static_cast<std::uint64_t>(
-                (indexarray[3][c + 1] * ny + indexarray[2][c + 1]) * nx + indexarray[1][c + 1]);
-            ASSERT_EQ(positions[static_cast<std::size_t>(c)], expected) << kind << ", column " << c;
         }
     }
 }
