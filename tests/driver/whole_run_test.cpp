@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 /// The program as a whole: what it prints and every byte it writes, against the plain transcription.
@@ -123,81 +122,6 @@ TEST(WholeRun, MatchesVolumesToVolumesAsTheTranscriptionDoes)
 TEST(WholeRun, MatchesVolumesToHistogramsAsTheTranscriptionDoes)
 {
     compare_runs(draw_run_to_histogram, 5000, 120);
-}
-
-const std::vector<std::string> all_stages{"input",      "target",      "output",      "matched-target",
-                                          "40",         "1.5",         "1",           "1",
-                                          "input.hist", "target.hist", "output.hist", "matched-target.hist"};
-
-template <typename Level>
-StoredVolume volume_of(int nx, int ny, int nz, Level level)
-{
-    StoredVolume stored{"made by hand", Volume{nx, ny, nz, {}}, ElementType::unsigned8, {}};
-    for (int z = 0; z < nz; ++z) {
-        for (int y = 0; y < ny; ++y) {
-            for (int x = 0; x < nx; ++x) {
-                stored.volume.voxels.push_back(level(x, y, z));
-            }
-        }
-    }
-    describe_volume(stored.image.header, nx, ny, nz, stored.type);
-    return stored;
-}
-
-/// Large enough that every thread of a team gets slices and bins to work on, with thousands of equal keys.
-TEST(WholeRun, WritesTheSameBytesWithAnyNumberOfThreads)
-{
-    Dice dice(77);
-    const StoredVolume input = volume_of(24, 20, 18, [&dice](int x, int y, int z) {
-        return x < 12 ? 40 * ((x + y + z) % 2) : dice.between(0, 15);
-    });
-    const StoredVolume target =
-        volume_of(17, 22, 15, [&dice](int x, int y, int z) { return x + y + z + dice.between(0, 30); });
-    ToolRun run;
-    run.arguments = all_stages;
-    add_volume(run, input, "input");
-    add_volume(run, target, "target");
-    expect_match_to_volume(run, input, target);
-    for (const int threads : {1, 2, 7}) {
-        EXPECT_EQ(difference(run, observe(run, threads)), "") << threads << " threads: " << run.description;
-    }
-}
-
-/// The same numbers in each element type and byte order. Even the output headers agree: what they take from
-/// the input's header is what the inputs here have in common.
-TEST(WholeRun, WritesTheSameBytesForEveryStorageOfTheSameValues)
-{
-    Dice dice(78);
-    StoredVolume input =
-        volume_of(9, 8, 7, [&dice](int, int, int) { return dice.once_in(3) ? 0 : dice.between(1, 9) * 12; });
-    StoredVolume target = input;
-    std::reverse(target.volume.voxels.begin(), target.volume.voxels.end());
-    target.volume.voxels.front() = 255;
-    Files first;
-    for (const ElementType type : {ElementType::unsigned8, ElementType::signed16, ElementType::signed32,
-                                   ElementType::float32, ElementType::float64}) {
-        for (const ByteOrder order : {ByteOrder::native, ByteOrder::foreign}) {
-            ToolRun run;
-            run.arguments = all_stages;
-            for (StoredVolume* stored : {&input, &target}) {
-                describe_volume(stored->image.header, 9, 8, 7, type);
-                stored->type = type;
-                stored->image.order = order;
-            }
-            add_volume(run, input, "input");
-            add_volume(run, target, "target");
-            Observation seen = observe(run, 2);
-            ASSERT_EQ(seen.process.status, 0) << run.description << "\n" << seen.process.standard_error;
-            for (const auto& [name, bytes] : run.inputs) {
-                seen.files.erase(name);
-            }
-            ASSERT_EQ(seen.files.size(), 8U);
-            if (first.empty()) {
-                first = seen.files;
-            }
-            EXPECT_EQ(difference(first, seen.files), "") << run.description;
-        }
-    }
 }
 
 } // namespace

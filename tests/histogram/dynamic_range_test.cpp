@@ -4,11 +4,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <array>
 #include <cmath>
-#include <set>
 #include <string>
 #include <tuple>
 
@@ -18,7 +16,6 @@ using ::testing::DoubleEq;
 using ::testing::ElementsAre;
 using tonalign::HistogramArray;
 using tonalign::LandmarkMatrix;
-using tonalign::test::bits_of;
 using tonalign::test::volume_of;
 using tonalign::test::voxels_of;
 
@@ -127,26 +124,6 @@ TEST(ScalingTransformation, FollowsTheFirstSegmentThatContainsAVoxel)
     EXPECT_THAT(mapped({0, 2, -1, 3}, 4.9), ElementsAre(-1, 32.5, 15, 20, 40, 4)); // out of order
     EXPECT_THAT(mapped({0, 2, 3, 4}, 2.0), ElementsAre(-1, 0, 15, 20, 3, 4));
     EXPECT_THAT(mapped({0, 2, 3, 4}, 1.0), ElementsAre(-1, 0, 1, 2, 3, 4));
-}
-
-TEST(ScalingTransformation, GivesTheSameBitsForAnyNumberOfThreads)
-{
-    LandmarkMatrix from(5);
-    LandmarkMatrix to(5);
-    const double landmarks[][4] = {{-1.3, 0.2, 2.9, 4.3}, {0.1, 1.5, 1.7, 3.0}};
-    std::copy_n(landmarks[0], 4, from[2] + 1);
-    std::copy_n(landmarks[1], 4, to[2] + 1);
-    to[3][5] = 4.0;
-    std::mt19937 random(1);
-    const Array3D<double> volume = tonalign::test::random_volume(7, 6, 9, 9, random);
-    std::set<std::vector<std::uint64_t>> results;
-    for (const int threads : {1, 2, 7}) {
-        omp_set_num_threads(threads);
-        Array3D<double> D(volume);
-        apply_scaling_transformation(&D, from, to, 5);
-        results.insert(bits_of(D));
-    }
-    EXPECT_EQ(results.size(), 1U);
 }
 
 } // namespace

@@ -10,7 +10,6 @@
 
 namespace {
 
-using ::testing::DoubleEq;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using tonalign::HistogramArray;
@@ -56,24 +55,6 @@ TEST(Smoothing, ConvolutionReversesTheKernelAndCountsZeroOutsideTheSignal)
             EXPECT_EQ(response[i], sample < 1 || sample > length ? 0 : sample) << length << " at " << i;
         }
     }
-}
-
-TEST(Smoothing, KeepsTheVoxelCountAndDropsTheFirstBinAgain)
-{
-    const std::pair<double, int> lengths[] = {{0.5, 9}, {0.9, 9}, {1.0, 11}, {1.5, 16}, {2.0, 21}};
-    for (const auto& [sigma, length] : lengths) {
-        EXPECT_EQ(tonalign::smoothing_kernel_length(sigma), length);
-    }
-    Array3D<double> D = volume_of(5, 1, 1, {0.0, 1.5, 1.5, 2.5, 4.0});
-    HistogramArray H(4);
-    calculate_smoothed_histogram(&D, H, 4, 0.5);
-    // The weights of neighbours and next neighbours fall off as e^-2 and e^-8.
-    const double near = std::exp(-2.0);
-    const double far = std::exp(-8.0);
-    const double smoothed[] = {2 + near + far, 2 * near + 1 + near, 2 * far + near + 1};
-    const double sum = smoothed[0] + smoothed[1] + smoothed[2];
-    EXPECT_THAT(row(H, 2, 5), ElementsAre(0, DoubleEq(smoothed[0] / sum), DoubleEq(smoothed[1] / sum),
-                                          DoubleEq(smoothed[2] / sum), 4));
 }
 
 } // namespace
