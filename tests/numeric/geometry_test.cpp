@@ -40,8 +40,13 @@ TEST(Vectors, ProductsDifferencesAndAngles)
     Vector<double> along_x = {2, 0, 0};
     Vector<double> diagonal = {-3, 3, 0};
     EXPECT_NEAR(anglebetweenvectors(along_x, diagonal), 0.75 * std::numbers::pi, tolerance);
-    Vector<double> opposite = {-3, -6, -9};
-    EXPECT_NEAR(anglebetweenvectors(a, opposite), std::numbers::pi, 1e-7);
+    Random random;
+    for (int i = 0; i < 200; ++i) {
+        Vector<double> v = random_vector(random);
+        Vector<double> opposite = {-3 * v[1], -3 * v[2], -3 * v[3]};
+        EXPECT_NEAR(anglebetweenvectors(v, v), 0.0, 1e-7);
+        EXPECT_NEAR(anglebetweenvectors(v, opposite), std::numbers::pi, 1e-7);
+    }
     Vector<double> zero = {0, 0, 0};
     EXPECT_TRUE(std::isnan(anglebetweenvectors(a, zero)));
     Vector<double> short_x = {1e-100, 0, 0};
