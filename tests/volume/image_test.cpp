@@ -1,13 +1,12 @@
+#include "tests/support/scratch_files.h"
 #include "volume/Image.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <numeric>
 #include <string>
@@ -16,6 +15,9 @@
 namespace {
 
 using ::testing::HasSubstr;
+using tonalign::test::from_hex;
+using tonalign::test::read_file;
+using tonalign::test::write_file;
 
 /// What a piece of code wrote to standard output and standard error, and the result it gave.
 struct Outcome
@@ -34,40 +36,17 @@ Outcome captured(Function function)
     return {result, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
 }
 
-std::string file_bytes(const std::string& name)
-{
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write_bytes(const std::string& name, const std::string& bytes)
-{
-    std::ofstream(name, std::ios::binary) << bytes;
-}
-
-/// The bytes of a big-endian header of the defaults, written down field by field.
+/// The bytes of a big-endian header of the defaults.
 std::string big_endian_header(char width, char height, char depth)
 {
-    std::string bytes(348, '\0');
-    const auto put = [&bytes](std::size_t offset, const std::string& value) {
-        bytes.replace(offset, value.size(), value);
-    };
-    put(2, "\x01\x5C");
-    put(34, "\x40");
-    put(38, "r");
-    put(41, "\x04");
+    const auto zeros = [](std::size_t bytes) { return std::string(2 * bytes, '0'); };
+    std::string bytes =
+        from_hex("0000015c" + zeros(30) + "4000" + zeros(2) + "72" + zeros(2) + "04" + zeros(6) + "0001" +
+                 zeros(6) + "20" + zeros(3) + "20" + zeros(9) + "00020008" + zeros(6) +
+                 "3f8000003f8000003f800000" + zeros(51) + "ff" + zeros(204));
     bytes[43] = width;
     bytes[45] = height;
     bytes[47] = depth;
-    put(49, "\x01");
-    put(56, " ");
-    put(60, " ");
-    put(71, "\x02");
-    put(73, "\x08");
-    put(80, "\x3F\x80");
-    put(84, "\x3F\x80");
-    put(88, "\x3F\x80");
-    put(143, "\xFF");
     return bytes;
 }
 
@@ -90,17 +69,10 @@ void number_voxels(Image& image)
 class ImageFiles : public testing::Test
 {
 protected:
-    ImageFiles()
-    {
-        std::string pattern = testing::TempDir() + "image_test_XXXXXX";
-        m_folder = mkdtemp(pattern.data());
-    }
-    ~ImageFiles() override { std::filesystem::remove_all(m_folder); }
-
-    std::string path(const std::string& name) const { return m_folder + "/" + name; }
+    std::string path(const std::string& name) const { return m_directory.path() / name; }
 
 private:
-    std::string m_folder;
+    tonalign::test::TemporaryDirectory m_directory;
 };
 
 TEST_F(ImageFiles, RoundTripKeepsVoxelsAndWritesTheHeaderBigEndian)
@@ -113,8 +85,8 @@ TEST_F(ImageFiles, RoundTripKeepsVoxelsAndWritesTheHeaderBigEndian)
     EXPECT_EQ(saving.out + saving.err, "");
     EXPECT_EQ(saved.needs_saving, 0);
     EXPECT_EQ(saved.hdr->hk.sizeof_hdr, 348);
-    EXPECT_EQ(file_bytes(path("scan.hdr")), big_endian_header(2, 3, 4));
-    EXPECT_EQ(file_bytes(path("scan.img")), std::string(saved.data, saved.data + 24));
+    EXPECT_EQ(read_file(path("scan.hdr")), big_endian_header(2, 3, 4));
+    EXPECT_EQ(read_file(path("scan.img")), std::string(saved.data, saved.data + 24));
 
     std::unique_ptr<Image> loaded;
     const Outcome loading = captured([&] {
@@ -189,10 +161,10 @@ TEST_F(ImageFiles, BadPairsAreRefusedAndLeaveAnImageThatIsSafeToUse)
         std::filesystem::remove(path("bad.hdr"));
         std::filesystem::remove(path("bad.img"));
         if (!pair.header.empty()) {
-            write_bytes(path("bad.hdr"), pair.header);
+            write_file(path("bad.hdr"), pair.header);
         }
         if (pair.voxels != nullptr) {
-            write_bytes(path("bad.img"), pair.voxels);
+            write_file(path("bad.img"), pair.voxels);
         }
         Image image(3, 1, 1);
         number_voxels(image);
@@ -219,7 +191,7 @@ TEST_F(ImageFiles, BadPairsAreRefusedAndLeaveAnImageThatIsSafeToUse)
 
 TEST_F(ImageFiles, HeaderOfNoByteOrderEndsTheProcess)
 {
-    write_bytes(path("odd.hdr"), std::string(348, '\1'));
+    write_file(path("odd.hdr"), std::string(348, '\1'));
     EXPECT_EXIT(Image image(path("odd").c_str()), testing::ExitedWithCode(0),
                 "^ Header unreadable even after byte_swapping \n$");
 }
@@ -227,27 +199,24 @@ TEST_F(ImageFiles, HeaderOfNoByteOrderEndsTheProcess)
 TEST_F(ImageFiles, NativeHeaderLoadsSilentlyAndOnlyBadSpacingsBecomeOne)
 {
     Image source(1, 1, 1);
-    source.hdr->dime.pixdim[1] = 0.0F;
-    source.hdr->dime.pixdim[2] = 0.25F;
-    source.hdr->dime.pixdim[3] = -2.0F;
-    write_bytes(path("native.hdr"),
-                {reinterpret_cast<const char*>(source.hdr), reinterpret_cast<const char*>(source.hdr + 1)});
-    write_bytes(path("native.img"), "\xC8");
+    const float spacings[] = {0.0F, 0.25F, -2.0F};
+    std::copy_n(spacings, 3, source.hdr->dime.pixdim + 1);
+    write_file(path("native.hdr"),
+               {reinterpret_cast<const char*>(source.hdr), reinterpret_cast<const char*>(source.hdr + 1)});
+    write_file(path("native.img"), "\xC8");
     Image image;
     const Outcome loading = captured([&] { return image.Load(path("native.hdr").c_str()); });
     EXPECT_EQ(loading.result, 1);
     EXPECT_EQ(loading.out + loading.err, "");
-    EXPECT_EQ(image.hdr->dime.pixdim[1], 1.0F);
-    EXPECT_EQ(image.hdr->dime.pixdim[2], 0.25F);
-    EXPECT_EQ(image.hdr->dime.pixdim[3], 1.0F);
-    EXPECT_EQ(image.GetValue(0, 0, 0), 200);
+    EXPECT_EQ(std::vector(image.hdr->dime.pixdim + 1, image.hdr->dime.pixdim + 4),
+              (std::vector{1.0F, 0.25F, 1.0F}));
 }
 
 TEST_F(ImageFiles, FailedWritesAreReportedAndAnImageWithoutAHeaderGetsOne)
 {
     Image empty;
     EXPECT_EQ(captured([&] { return empty.Save(path("empty").c_str()); }).result, 1);
-    EXPECT_EQ(file_bytes(path("empty.hdr")), big_endian_header(0, 0, 0));
+    EXPECT_EQ(read_file(path("empty.hdr")), big_endian_header(0, 0, 0));
     EXPECT_EQ(std::filesystem::file_size(path("empty.img")), 0U);
     Image loaded(1, 1, 1);
     EXPECT_EQ(captured([&] { return loaded.Load(path("empty").c_str()); }).result, 1);

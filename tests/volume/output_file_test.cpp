@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
-using ::testing::UnorderedElementsAre;
 using tonalign::OutputFile;
 using tonalign::test::read_file;
 using tonalign::test::write_file;
@@ -113,25 +112,6 @@ TEST_F(OutputFileTest, HasThePermissionsOfADirectlyCreatedOrReplacedFile)
         EXPECT_EQ(mode("old"), old);
         fs::remove(path("old"));
     }
-}
-
-TEST_F(OutputFileTest, LeavesLinksAndReplacesWhatIsAtTheirEnd)
-{
-    fs::create_directory(path("there"));
-    write_file(path("there/old"), "old");
-    fs::create_symlink("there/old", path("first"));
-    fs::create_symlink("first", path("second"));
-    fs::create_symlink("there/new", path("dangling"));
-    fs::create_symlink("circle", path("circle"));
-    save("second", "one");
-    save("dangling", "two");
-    EXPECT_EQ(read_file(path("there/old")), "one");
-    EXPECT_EQ(read_file(path("there/new")), "two");
-    for (const char* link : {"first", "second", "dangling"}) {
-        EXPECT_TRUE(fs::is_symlink(path(link))) << link;
-    }
-    EXPECT_THAT(names(), UnorderedElementsAre("there", "first", "second", "dangling", "circle"));
-    EXPECT_FALSE(OutputFile(path("circle")).opened());
 }
 
 TEST_F(OutputFileTest, OpensSpecialFilesAndOpenOnesDirectly)
