@@ -15,10 +15,17 @@ def without_extension(name):
     return name[:-4] if name.endswith((".hdr", ".img")) else name
 
 
+def refuse(error):
+    raise error
+
+
 def scans_of_folder(folder, results):
-    """The pairs in a folder and below; one file of a pair is enough, so that its other half is missed."""
+    """The pairs in a folder and below; one file of a pair is enough, so that its other half is missed.
+
+    A folder that cannot be read may hold scans, so it is an error; one that is a link is not entered.
+    """
     bases = {}
-    for top, folders, names in os.walk(folder):
+    for top, folders, names in os.walk(folder, onerror=refuse):
         folders[:] = [name for name in folders if os.path.realpath(os.path.join(top, name)) != results]
         for name in names:
             if name.endswith((".hdr", ".img")) and not name.startswith("."):
@@ -45,7 +52,7 @@ def find_scans(source, results):
     """Scans in the order of their keys: what their results are called, and the base name of the pair.
 
     The folder of the results may lie in that of the scans; what is in it is no scan. Raises ValueError when there is
-    nothing to run on, or names that the workflow cannot take.
+    nothing to run on, or names that the workflow cannot take, and OSError for what cannot be read.
     """
     if os.path.isdir(source):
         bases = scans_of_folder(source, os.path.realpath(results))
@@ -61,9 +68,10 @@ def find_scans(source, results):
     return dict(sorted(bases.items()))
 
 
-def files_that_exist(base):
-    """Those files of a pair that are there: a missing one is for tonalign to tell, not for the scheduler."""
-    return [base + extension for extension in (".hdr", ".img") if os.path.exists(base + extension)]
+def readable_files(base):
+    """Those files of a pair that can be read: tonalign tells what is wrong with the other, where the scheduler,
+    which reads small inputs itself, would end the whole run."""
+    return [base + extension for extension in (".hdr", ".img") if os.access(base + extension, os.R_OK)]
 
 
 def megabytes(base):
