@@ -65,6 +65,8 @@ def find_scans(source, results):
     for base in bases.values():
         if any(character in base for character in "\t\n{}"):
             raise ValueError(f"{base!r}: names with tabs, line ends or braces are not supported")
+        if any("\udc80" <= character <= "\udcff" for character in base):
+            raise ValueError(f"{base!r}: names that are not UTF-8 are not supported")
     return dict(sorted(bases.items()))
 
 

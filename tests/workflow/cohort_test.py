@@ -149,6 +149,21 @@ class Cohort(unittest.TestCase):
         self.assertEqual(self.volumes(), ["quick", "slow"])
         self.assertEqual(Path("out/volumes/quick.img").stat().st_mtime_ns, made)
 
+    def test_verdicts_are_given_by_a_program_that_ran(self):
+        self.scan("one")
+        Path("scans").rename("2024")
+        Path("list").write_text("-one\n")
+        for extension in ("hdr", "img"):
+            Path(f"-one.{extension}").symlink_to(f"2024/one.{extension}")
+        average = Path("programs/tonalign-average")
+        average.rename("average")
+        self.assertNotEqual(self.workflow("scans=2024"), 0)
+        self.assertIn("programs/tonalign-average: No such file", self.console)
+        Path("average").rename(average)
+        for source in ("2024", "list"):
+            self.assertEqual(self.workflow(f"scans={source}"), 0, self.console)
+        self.assertEqual(Path("out/target.scans").read_text(), "-one\n")
+
     def test_cohorts_that_are_none_are_refused(self):
         self.assertNotEqual(self.workflow("scans=nowhere"), 0)
         self.assertIn("nowhere: neither a folder of scans nor a list of them", self.console)
