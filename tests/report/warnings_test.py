@@ -1,5 +1,6 @@
 """Each warning, fired by what it is about and silent beside it."""
 
+import os
 import struct
 import unittest
 
@@ -56,6 +57,14 @@ class Warnings(ReportTest):
         words, text = self.words("scan")
         self.assertEqual(words, {"scale factor"})
         self.assertIn("The header of the target has 3 at byte 116", text)
+
+    def test_a_header_that_was_cut_short(self):
+        write_pair(self.folder / "one", head(1))
+        os.truncate(self.folder / "one.hdr", 100)
+        self.usage1("scan")
+        words, text = self.words("scan")
+        self.assertEqual(words, {"short header"})
+        self.assertIn("The header of the input ends after 100 of 348 bytes", text)
 
     def test_saturated_input(self):
         values = head(1)

@@ -3,7 +3,7 @@
 import dataclasses
 import math
 
-from .volumes import GREY_LEVELS_COUNTED, NIFTI_PAIR
+from .volumes import GREY_LEVELS_COUNTED, HEADER_BYTES, NIFTI_PAIR
 
 SATURATED_SHARE = 0.01  # of the foreground, at one value
 EVEN_SHARES = 2  # with few bins even shares are large: so many of them are no saturation yet
@@ -67,6 +67,10 @@ def scale_texts(header):
     """What a header holds from which other readers would make other values, places or volumes than tonalign."""
     factor, offset = header["funused1"], header["funused2"]  # nibabel's names of the floats at bytes 112 and 116
     factor, offset = (value if math.isfinite(value) else 0 for value in (factor, offset))
+    if header.held < HEADER_BYTES:
+        yield "short header", (
+            f"ends after {header.held} of {HEADER_BYTES} bytes: tonalign took the rest for 0, other readers refuse it"
+        )
     if header.magic == NIFTI_PAIR:
         yield "NIfTI magic", (
             "is marked as NIfTI-1 (ni1 at byte 344): other readers take orientation, scale factor and intensity units "

@@ -33,6 +33,7 @@ class Header:
 
     fields: nibabel.AnalyzeHeader
     magic: bytes
+    held: int  # bytes that the file has of the record
 
     def __getitem__(self, name):
         return self.fields[name].item()
@@ -82,11 +83,12 @@ def read_header(path, shown):
             record = file.read(HEADER_BYTES)
     except OSError as error:
         raise BadVolume(f"{shown}: {error.strerror}") from error
+    held = len(record)
     record = record.ljust(HEADER_BYTES, b"\0")  # as tonalign does with a header that is too short
     for order in "<>":
         if struct.unpack(order + "i", record[:4])[0] == HEADER_BYTES:
             # Unchecked: nibabel refuses codes that tonalign never looks at.
-            return Header(nibabel.AnalyzeHeader(record, order, check=False), record[344:348])
+            return Header(nibabel.AnalyzeHeader(record, order, check=False), record[344:348], held)
     raise BadVolume(f"{shown}: not an Analyze header, its size is 348 in neither byte order")
 
 
