@@ -31,7 +31,8 @@ exactly, and is the same to the last bit on any number of threads. Volumes are
 Analyze 7.5 pairs.
 .
 Further commands make a target from a group of volumes, show on one page how
-runs went, and print and compare headers. The C++20 library that they are made
+runs went, and print and compare headers, and a Snakemake workflow takes whole
+cohorts through them. The C++20 library that they are made
 of comes along, with headers, a CMake package and a pkg-config file.")
 set(CPACK_PACKAGE_CHECKSUM SHA256)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
@@ -50,5 +51,5 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # tonalign-report alone is Python, and its libraries are large: a computing node can do without them.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3:any")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "python3-matplotlib, python3-nibabel, python3-numpy, python3-pil")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "cmake, g++, pkgconf")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "snakemake, cmake, g++, pkgconf")
 include(CPack)
