@@ -77,12 +77,15 @@ def readable_files(base):
 
 
 def megabytes(base):
-    """The memory of a run on this scan, as its header promises; a header that says nothing costs little."""
+    """The memory of a run on this scan, as its header promises; a header that says nothing costs little.
+
+    A voxel has at least a byte in the image: what a damaged header asks for beyond that, no cluster could grant.
+    """
     try:
         header = Path(base + ".hdr").read_bytes()[:HEADER_BYTES]
         order = "<" if struct.unpack_from("<i", header)[0] == HEADER_BYTES else ">"
         nx, ny, nz = struct.unpack_from(order + "3h", header, DIM_OFFSET + 2)
+        voxels = min(max(nx, 0) * max(ny, 0) * max(nz, 0), os.path.getsize(base + ".img"))
     except (OSError, struct.error):
-        nx = ny = nz = 0
-    voxels = max(nx, 0) * max(ny, 0) * max(nz, 0)
+        voxels = 0
     return PROGRAM_MEGABYTES + voxels * RUN_BYTES_PER_VOXEL // 2**20

@@ -6,6 +6,7 @@ cohort_test.py SOURCE_FOLDER TONALIGN TONALIGN_AVERAGE
 
 import os
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -14,8 +15,10 @@ import unittest
 from pathlib import Path
 
 SOURCE, TONALIGN, AVERAGE = (Path(argument).resolve() for argument in sys.argv[1:4])
-sys.path.insert(0, str(SOURCE / "tests/cli"))
+sys.path[:0] = [str(SOURCE / "tests/cli"), str(SOURCE / "workflow")]
+sys.dont_write_bytecode = True
 
+import cohort  # noqa: E402
 import make_inputs  # noqa: E402
 
 BINS = 8
@@ -163,6 +166,14 @@ class Cohort(unittest.TestCase):
         for source in ("2024", "list"):
             self.assertEqual(self.workflow(f"scans={source}"), 0, self.console)
         self.assertEqual(Path("out/target.scans").read_text(), "-one\n")
+
+    def test_a_damaged_header_asks_for_no_memory_that_its_image_cannot_fill(self):
+        self.scan("one")
+        asked = cohort.megabytes("scans/one")
+        header = bytearray(Path("scans/one.hdr").read_bytes())
+        struct.pack_into("=3h", header, cohort.DIM_OFFSET + 2, 32767, 32767, 32767)
+        Path("scans/one.hdr").write_bytes(header)
+        self.assertLess(cohort.megabytes("scans/one"), asked + 2)
 
     def test_cohorts_that_are_none_are_refused(self):
         self.assertNotEqual(self.workflow("scans=nowhere"), 0)
