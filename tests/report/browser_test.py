@@ -70,6 +70,8 @@ class Browser(ReportTest):
         options.binary_location = "/usr/bin/chromium"
         for flag in (*FLAGS, f"--user-data-dir={home.name}/data"):
             options.add_argument(flag)
+        # The driver is on this machine, and not behind the proxy that a closed network names in its environment.
+        options.ignore_local_proxy_environment_variables()
         options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
         service = Service("/usr/bin/chromedriver", env=os.environ | {"HOME": home.name})
         browser = webdriver.Chrome(service=service, options=options)
