@@ -20,6 +20,7 @@ import make_inputs
 
 TIME_LIMIT_SECONDS = 30
 ORDINARY_USER = 65534
+UNPRIVILEGED = ("setpriv", f"--reuid={ORDINARY_USER}", f"--regid={ORDINARY_USER}", "--clear-groups")
 SANITIZER = re.compile(r"Sanitizer|runtime error:")
 RUNNING_TIME = re.compile(r"(?<=\*\*\*\*\*TOTAL RUNNING TIME\*\*\*\*\*\n)\d[\d.e-]*")
 TEMPORARY = ".tonalign-"
@@ -141,6 +142,22 @@ class Case:
     rights: bool = True  # the runner gives up root's rights; otherwise `launch` does
 
 
+def possible_users(top):
+    """As whom the cases can be tried. A container may number its user 0 without giving root's rights."""
+    if os.geteuid() != 0:
+        return ("user",), "root's part takes root"
+    closed = Path(top) / "closed"
+    closed.touch(mode=0)
+    if not os.access(closed, os.R_OK):
+        return ("user",), "root has no more rights here than others"
+    try:
+        os.chown(closed, ORDINARY_USER, ORDINARY_USER)
+        subprocess.run([*UNPRIVILEGED, "true"], capture_output=True, text=True, check=True)
+    except (OSError, subprocess.CalledProcessError) as error:
+        return ("root",), f"root cannot act for others here: {getattr(error, 'stderr', None) or error}".strip()
+    return ("root", "user"), ""
+
+
 @dataclasses.dataclass
 class Outcome:
     status: int
@@ -152,16 +169,17 @@ class Outcome:
 class Runner:
     """Runs cases in folders of their own below `top`."""
 
-    def __init__(self, tool, shim, top, user):
+    def __init__(self, tool, shim, top, user, as_other):
         self.top = Path(top).resolve()
         self.top.chmod(0o755)
         self.user = user
-        self.as_other = os.geteuid() == 0 and user == "user"
+        self.as_other = as_other  # a user without rights, whose part root plays
         # An ordinary user may not be let into the folder the tool was built in.
         self.tool = self.top / tool.name
         self.shim = self.top / shim.name
         for source, copy in ((tool, self.tool), (shim, self.shim)):
             shutil.copy(source, copy)
+            copy.chmod(0o755)
         self.sanitizer = ""
         if b"libasan.so" in tool.read_bytes():
             self.sanitizer = subprocess.run(["gcc", "-print-file-name=libasan.so"], capture_output=True, text=True,
@@ -190,9 +208,8 @@ class Runner:
         if case.injected:
             preload = ":".join(filter(None, (self.sanitizer, str(self.shim))))
             environment |= {"LD_PRELOAD": preload, "FAULT_FOLDER": f"{folder}/", "FAULT_LOG": str(log)}
-        rights = ("setpriv", f"--reuid={ORDINARY_USER}", f"--regid={ORDINARY_USER}", "--clear-groups")
         settings = tuple(f"{name}={value}" for name, value in environment.items())
-        rights = rights if self.as_other and case.rights else ()
+        rights = UNPRIVILEGED if self.as_other and case.rights else ()
         command = (*rights, "env", *settings, *case.launch, str(self.tool), *case.form.arguments)
         if case.redirect:
             command = ("sh", "-c", f'exec "$@" {case.redirect}', "sh", *command)
@@ -236,6 +253,17 @@ def leftovers(folder):
     return sorted(str(path.relative_to(folder)) for path in folder.rglob(TEMPORARY + "*"))
 
 
+def content_of(path):
+    """The bytes of a file, also of one that the case left unreadable; its permissions stay."""
+    if os.access(path, os.R_OK):
+        return path.read_bytes()
+    mode = stat.S_IMODE(path.stat().st_mode)
+    path.chmod(0o400)
+    content = path.read_bytes()
+    path.chmod(mode)
+    return content
+
+
 def states(case, folder):
     """For each output: absent, old, new or wrong."""
     found = {}
@@ -246,7 +274,7 @@ def states(case, folder):
         elif not stat.S_ISREG(os.stat(path).st_mode if path.exists() else 0):
             found[name] = "special"
         else:
-            content = path.read_bytes()
+            content = content_of(path)
             found[name] = ("new" if content == case.form.reference.get(name) else
                            "old" if case.old and content == case.form.old[name] else "wrong")
     return found
