@@ -5,6 +5,7 @@ cohort_test.py SOURCE_FOLDER TONALIGN TONALIGN_AVERAGE
 """
 
 import os
+import shlex
 import signal
 import struct
 import subprocess
@@ -65,7 +66,7 @@ class Cohort(unittest.TestCase):
     def replace_tonalign(self, script):
         program = Path("programs/tonalign")
         program.unlink()
-        program.write_text(script.replace("TONALIGN", str(TONALIGN)))
+        program.write_text(script.replace("TONALIGN", shlex.quote(str(TONALIGN))))
         program.chmod(0o755)
 
     def command(self, *settings):
@@ -77,6 +78,11 @@ class Cohort(unittest.TestCase):
         run = subprocess.run(self.command(*settings), capture_output=True, text=True, timeout=TIME_LIMIT_SECONDS)
         self.console = run.stderr
         return run.returncode
+
+    def end(self, run):
+        if run.poll() is None:
+            os.killpg(run.pid, signal.SIGKILL)
+            run.wait()
 
     def volumes(self):
         return sorted(str(path.relative_to("out/volumes").with_suffix("")) for path in Path("out/volumes").rglob("*.img"))
@@ -143,14 +149,14 @@ class Cohort(unittest.TestCase):
             # Two scans at once, whatever cores there are: the quick one must come through while the slow one waits.
             run = subprocess.Popen([*self.command("threads=1"), "--cores", "2"], stdout=console, stderr=console,
                                    start_new_session=True)
+            self.addCleanup(self.end, run)
             deadline = time.monotonic() + TIME_LIMIT_SECONDS
             while not (Path("waited").exists() and Path("out/volumes/quick.img").exists()):
                 self.assertIsNone(run.poll(), Path("console").read_text())
                 self.assertLess(time.monotonic(), deadline, Path("console").read_text())
                 time.sleep(0.2)
             time.sleep(2)  # for the workflow to see that the quick scan is through
-            os.killpg(run.pid, signal.SIGKILL)
-            run.wait()
+            self.end(run)
         made = Path("out/volumes/quick.img").stat().st_mtime_ns
         subprocess.run([*self.command(), "--unlock"], check=True, capture_output=True)
         self.assertEqual(self.workflow(), 0, self.console)
