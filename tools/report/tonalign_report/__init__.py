@@ -12,8 +12,16 @@ command     arguments, exit status, the file itself
 """
 
 import logging
+import os
+import pathlib
 
 # On a node without a home to write to, matplotlib would speak of its cache among our lines about failed scans.
 logging.getLogger("matplotlib").setLevel(logging.ERROR)
+
+# Where the account is not even known, as in some containers, matplotlib would not start at all.
+try:
+    pathlib.Path.home()
+except RuntimeError:
+    os.environ["HOME"] = "/"
 
 VERSION = "0.1.0"
