@@ -73,7 +73,8 @@ def find_scans(source, results):
 def readable_files(base):
     """Those files of a pair that can be read: tonalign tells what is wrong with the other, where the scheduler,
     which reads small inputs itself, would end the whole run."""
-    return [base + extension for extension in (".hdr", ".img") if os.access(base + extension, os.R_OK)]
+    names = (base + extension for extension in (".hdr", ".img"))
+    return [name for name in names if os.path.isfile(name) and os.access(name, os.R_OK)]
 
 
 def megabytes(base):
@@ -82,6 +83,8 @@ def megabytes(base):
     A voxel has at least a byte in the image: what a damaged header asks for beyond that, no cluster could grant.
     """
     try:
+        if not os.path.isfile(base + ".hdr"):
+            return PROGRAM_MEGABYTES  # a pipe would be waited for
         header = Path(base + ".hdr").read_bytes()[:HEADER_BYTES]
         order = "<" if struct.unpack_from("<i", header)[0] == HEADER_BYTES else ">"
         nx, ny, nz = struct.unpack_from(order + "3h", header, DIM_OFFSET + 2)

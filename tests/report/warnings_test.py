@@ -75,7 +75,8 @@ class Warnings(ReportTest):
             self.assertEqual(self.words("scan")[0], expected)
 
     def test_saturated_output(self):
-        for top, expected in ((5, {"output saturated"}), (1, set())):
+        # Even in 32 bins, a top bin that holds so much cannot be counted anew without a miss.
+        for top, expected in ((5, {"output saturated", "target missed"}), (1, set())):
             (self.folder / "given.hist").write_text("0 1 " * (BINS - 1) + f"0 {top}")
             self.usage2("scan", "given.hist")
             self.assertEqual(self.words("scan")[0], expected)

@@ -114,6 +114,7 @@ class Cohort(unittest.TestCase):
         for scan in sound:
             self.assert_as_by_hand(scan)
         self.assertIn("holds 1000 bytes", Path("out/logs/broken.log").read_text())
+        self.assertIn("Not in the target: left out: scans/broken", self.console)
         page = Path("out/report.html").read_text()
         for scan in (*sound, "broken", "alone"):
             self.assertIn(f"scans/{scan}", page)
@@ -194,6 +195,9 @@ class Cohort(unittest.TestCase):
         Path("list").write_text("here/a\nthere/a\n")
         self.assertNotEqual(self.workflow("scans=list"), 0)
         self.assertIn("two scans are called a", self.console)
+        for setting, refusal in (("bnis=3", "there is no setting bnis"), ("bins=x", "the setting bins is 'x'")):
+            self.assertNotEqual(self.workflow(setting), 0)
+            self.assertIn(refusal, self.console)
 
 
 if __name__ == "__main__":

@@ -10,6 +10,7 @@ EVEN_SHARES = 2  # with few bins even shares are large: so many of them are no s
 LEVELS_PER_BIN = 0.5
 LEFT_OF_ERROR = 0.5
 ERROR_OF_NOTE = 1e-3  # below this, histograms cannot be told apart by eye
+ERROR_OF_A_MISS = 1e-2  # after the exact stage, which leaves far less
 
 
 @dataclasses.dataclass
@@ -63,6 +64,15 @@ def hardly_closer(run):
         )
 
 
+def target_missed(run):
+    if run.exact_stage and run.error_after > ERROR_OF_A_MISS:
+        yield Finding(
+            "target missed",
+            f"The error after the exact stage, {run.error_after:g}, is large. Often the cause is noise in the air: "
+            "voxels of the lowest bin, which keep their values, have come to lie above the result's own lowest bin.",
+        )
+
+
 def scale_texts(header):
     """What a header holds from which other readers would make other values, places or volumes than tonalign."""
     factor, offset = header["funused1"], header["funused2"]  # nibabel's names of the floats at bytes 112 and 116
@@ -113,7 +123,7 @@ def header_findings(volumes):
 def all_findings(run, volumes):
     """Every finding about a run, volumes being input, output and target by these names, None for what is not there."""
     source, output = volumes["input"], volumes["output"]
-    result = [*hardly_closer(run), *saturation(run, source, output), *few_levels(run, source)]
+    result = [*hardly_closer(run), *target_missed(run), *saturation(run, source, output), *few_levels(run, source)]
     if source is None:
         text = "The output has the name of the input, so there is no input to show."
         result.append(Finding("input overwritten", text))
