@@ -46,8 +46,10 @@ const std::pair<const char*, Voxel> kinds[] = {
      [](int, int, int, Random& r) { return r() % 20 == 0 ? static_cast<double>(r() % 9) : 4.0; }},
     {"falling and rising",
      [](int x, int y, int z, Random&) { return std::abs(x + 16 * y + 256 * z - 700.3); }},
-    {"falling and rising row by row",
-     [](int, int y, int z, Random&) { return std::abs(16 * y + 256 * z - 1400.3); }},
+    {"falling and rising row by row, nearly all in one bin",
+     [](int x, int y, int z, Random&) {
+         return x + y + z == 0 ? 0.0 : 1e5 + std::abs(16 * y + 256 * z - 2040.3);
+     }},
     {"both zeros",
      [](int, int, int, Random& r) { return r() % 3 == 0 ? -0.0 : static_cast<double>(r() % 2); }},
 };
@@ -101,7 +103,8 @@ TEST(ExactMatching, EqualsTheAssignmentOnAStoredFeatureStack)
     Random random(7);
     for (int trial = 0; trial < 25; ++trial) {
         for (const auto& [kind, voxel] : kinds) {
-            const auto extent = [&random] { return static_cast<int>(random() % 14 + 1); };
+            // Large ones first: fewer rows in a bin are sorted before the selection loses its patience.
+            const auto extent = [&] { return trial == 0 ? 16 : static_cast<int>(random() % 14 + 1); };
             const int N = static_cast<int>(random() % 40 + 2);
             const Array3D<double> volume = make_volume(voxel, extent() + 2, extent(), extent(), random);
             const HistogramArray target = random_target(N, random);
