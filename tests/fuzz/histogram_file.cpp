@@ -1,7 +1,7 @@
 /// A histogram file, after four bytes that say how many bins are expected of it.
 
-#include "histogram/histogram_files.h"
 #include "histogram/HistogramArray.h"
+#include "histogram/histogram_files.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/support/scratch_files.h"
 
