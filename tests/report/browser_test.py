@@ -73,7 +73,7 @@ class Browser(ReportTest):
         # The driver is on this machine, and not behind the proxy that a closed network names in its environment.
         options.ignore_local_proxy_environment_variables()
         options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
-        service = Service("/usr/bin/chromedriver", env=os.environ | {"HOME": home.name})
+        service = Service("/usr/bin/chromedriver", env=os.environ | {"HOME": home.name, "TMPDIR": home.name})
         browser = webdriver.Chrome(service=service, options=options)
         self.addCleanup(browser.quit)
         return browser
