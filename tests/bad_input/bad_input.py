@@ -18,6 +18,7 @@ from typing import NamedTuple
 
 HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "cli"))
+sys.dont_write_bytecode = True
 
 import attempts  # noqa: E402
 import inputs  # noqa: E402
