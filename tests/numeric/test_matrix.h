@@ -35,8 +35,8 @@ public:
     {
         fill([&other](int i, int j) { return other[i][j]; });
     }
-    Matrix(Matrix&&) = default;
-    Matrix& operator=(Matrix&&) = default;
+    Matrix(Matrix&&) noexcept = default;
+    Matrix& operator=(Matrix&&) noexcept = default;
 
     template <typename Value>
     void fill(Value value)
