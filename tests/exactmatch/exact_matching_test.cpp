@@ -39,8 +39,16 @@ const std::pair<const char*, Voxel> kinds[] = {
      [](int, int, int, Random& r) { return 0x1p50 + static_cast<double>(r() % 9); }},
     {"fractions in few levels", [](int, int, int, Random& r) { return 0.1 * static_cast<double>(r() % 5); }},
     {"all different", [](int, int, int, Random& r) { return draw(r, -1.0, 1.0); }},
-    {"regions", [](int x, int y, int z, Random&) { return 10.0 * (1 + x / 5 + 2 * (y / 4) + 3 * (z / 6)); }},
-    {"fractional regions", [](int x, int y, int z, Random&) { return 0.3 * (x / 6 + y / 5 + z / 4); }},
+    {"regions",
+     [](int x, int y, int z, Random&) {
+         const int region = 1 + x / 5 + 2 * (y / 4) + 3 * (z / 6);
+         return 10.0 * region;
+     }},
+    {"fractional regions",
+     [](int x, int y, int z, Random&) {
+         const int region = x / 6 + y / 5 + z / 4;
+         return 0.3 * region;
+     }},
     {"one plateau", [](int x, int, int, Random&) { return x == 0 ? 0.0 : 7.0; }},
     {"plateau and specks",
      [](int, int, int, Random& r) { return r() % 20 == 0 ? static_cast<double>(r() % 9) : 4.0; }},

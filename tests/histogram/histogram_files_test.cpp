@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
+#include <cstdint>
 
 namespace {
 
@@ -25,7 +26,10 @@ TEST(HistogramFile, ComesBackBitForBit)
     save_array(hist, 3, path.c_str());
     load_array(loaded, 3, path.c_str());
     for (const int row : {1, 2}) {
-        EXPECT_EQ(std::memcmp(loaded[row] + 1, hist[row] + 1, 3 * sizeof(double)), 0);
+        for (int bin = 1; bin <= 3; ++bin) {
+            EXPECT_EQ(std::bit_cast<std::uint64_t>(loaded[row][bin]),
+                      std::bit_cast<std::uint64_t>(hist[row][bin]));
+        }
     }
 }
 
