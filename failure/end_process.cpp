@@ -17,6 +17,7 @@ namespace {
         stream << piece;
     }
     stream.flush();
+    standard_output_written();
     std::exit(status_of_every_failure().value_or(static_cast<int>(status)));
 }
 

@@ -2,6 +2,7 @@
 
 #include "failure/program.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <iostream>
 #include <new>
 
 namespace tonalign {
@@ -54,12 +56,33 @@ void tell_of_exhausted_memory()
     std::abort();
 }
 
+/// Opens what is closed of the standard streams, the wrong way round: each use fails, as it would have.
+void occupy_standard_descriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) == -1) {
+            ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
 } // namespace
 
 void prepare_for_unattended_run()
 {
+    occupy_standard_descriptors();
     runtime_handler = std::set_terminate(end_abnormally);
     std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool standard_output_written()
+{
+    std::cout.flush();
+    if (!std::cout) {
+        std::cerr << program_name() << ": standard output cannot be written\n";
+    }
+    return static_cast<bool>(std::cout);
 }
 
 void enter_stage(const char* stage)

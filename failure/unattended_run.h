@@ -6,8 +6,14 @@ namespace tonalign {
 ///
 /// Exhausted memory that ends the process is told first, in one line on standard error: "tonalign: memory ran
 /// out while <stage>", with the program's own name if it is another one. A file that grows beyond the size
-/// that the process may write becomes a failed write, as on a full disk, in place of a signal.
+/// that the process may write, and a pipe whose reader has ended, become failed writes, as on a full disk, in
+/// place of signals. Standard streams that are closed stay unusable: no file that is opened later takes their
+/// place.
 void prepare_for_unattended_run();
+
+/// Flushes standard output; whether all that was ever written to it got there. If not, one line on standard
+/// error says so. For the end of a run, which should end with its files written all the same.
+bool standard_output_written();
 
 /// Names what the process does now, for the line above; a text that stays, such as "reading the volumes".
 void enter_stage(const char* stage);

@@ -59,10 +59,10 @@ namespace tonalign {
 bool save_histogram(double** hist, int N, const char* filename)
 {
     OutputFile output(filename);
-    if (!output.opened()) {
+    if (!output.begin()) {
         return false;
     }
-    std::ofstream& file = output.begin();
+    std::ofstream& file = output.stream();
     file.precision(exact_digits);
     for (int i = 1; i <= N; ++i) {
         file << hist[1][i] << '\t' << hist[2][i] << '\n';

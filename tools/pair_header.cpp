@@ -18,7 +18,8 @@ std::string fault_of(const std::string& file, AnalyzeHeader& header)
     }
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
-    stream.ignore(header_size);
+    dsr record;
+    stream.read(reinterpret_cast<char*>(&record), sizeof record);
     if (!stream.is_open() || stream.bad()) {
         return errno != 0 ? std::strerror(errno) : "cannot be read";
     }
@@ -26,8 +27,9 @@ std::string fault_of(const std::string& file, AnalyzeHeader& header)
         return "ends after " + std::to_string(stream.gcount()) + " bytes, but a header has " +
                std::to_string(header_size);
     }
-    stream.seekg(0);
-    header.load(stream, 0);
+    header.hk = record.hk;
+    header.dime = record.dime;
+    header.hist = record.hist;
     if (header.hk.sizeof_hdr != header_size) {
         header.byte_swap_header();
         header.m_bImgNeedsByteSwap = true;

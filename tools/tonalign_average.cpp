@@ -5,7 +5,6 @@
 #include "tools/HistogramMean.h"
 #include "tools/version.h"
 #include "volume/OutputFile.h"
-#include "volume/voxel_file.h"
 
 #include <unistd.h>
 
@@ -136,12 +135,11 @@ private:
     tonalign::refuse(name + ": the histogram file cannot be written" + reason);
 }
 
-/// Before hours are spent on the inputs. A pipe or device is left alone: opening it is felt at its other end.
+/// Before hours are spent on the inputs.
 void require_writable(const std::string& name)
 {
-    const bool folder = std::filesystem::is_directory(name);
     errno = 0;
-    if ((folder || !tonalign::is_special_file(name)) && !tonalign::OutputFile(name).opened()) {
+    if (!tonalign::OutputFile(name).possible()) {
         refuse_output(name);
     }
 }
@@ -216,10 +214,5 @@ int main(int argc, char** argv)
     tonalign::act_as(program, trouble);
     tonalign::prepare_for_unattended_run();
     const int status = run(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0));
-    std::cout.flush();
-    if (!std::cout) {
-        std::cerr << program << ": standard output cannot be written\n";
-        return trouble;
-    }
-    return status;
+    return tonalign::standard_output_written() ? status : trouble;
 }

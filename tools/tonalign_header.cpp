@@ -1,11 +1,16 @@
+#include "failure/program.h"
+#include "failure/unattended_run.h"
 #include "tools/pair_header.h"
 #include "tools/version.h"
 #include "volume/AnalyzeHeader.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
 #include <optional>
 #include <span>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -59,6 +64,25 @@ std::optional<PairHeader> read_header(const char* name)
     return result;
 }
 
+/// Writes a listing of what is in files. To a terminal, bytes that it might obey, or that are no plain text,
+/// go as \xHH; a pipe or file gets them as they are.
+void write_listing(const std::string& listing)
+{
+    if (::isatty(STDOUT_FILENO) != 1) {
+        std::cout << listing;
+        return;
+    }
+    constexpr const char* digits = "0123456789abcdef";
+    for (const char character : listing) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (character == '\n' || (byte >= ' ' && byte < 0x7f)) {
+            std::cout << character;
+        } else {
+            std::cout << "\\x" << digits[byte >> 4U] << digits[byte & 0xfU];
+        }
+    }
+}
+
 int print(std::span<char*> names)
 {
     int status = equal;
@@ -73,7 +97,9 @@ int print(std::span<char*> names)
             std::cout << separator << "==> " << one->headername << " <==\n";
             separator = "\n";
         }
-        one->header.print(std::cout);
+        std::ostringstream listing;
+        one->header.print(listing);
+        write_listing(listing.str());
     }
     return status;
 }
@@ -85,7 +111,9 @@ int diff(const char* left_name, const char* right_name)
     if (!left || !right) {
         return trouble;
     }
-    left->header.diff(right->header, std::cout);
+    std::ostringstream listing;
+    left->header.diff(right->header, listing);
+    write_listing(listing.str());
     return left->header == right->header ? equal : different;
 }
 
@@ -118,11 +146,8 @@ int run(std::span<char*> arguments)
 
 int main(int argc, char** argv)
 {
+    tonalign::act_as("tonalign-header", trouble);
+    tonalign::prepare_for_unattended_run();
     const int status = run(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0));
-    std::cout.flush();
-    if (!std::cout) {
-        report("standard output cannot be written");
-        return trouble;
-    }
-    return status;
+    return tonalign::standard_output_written() ? status : trouble;
 }

@@ -119,9 +119,12 @@ public:
     /// before.
     int save(const char* file, std::streamoff byteoffset) const;
 
-    /// Writes the record to a file that is not kept yet, and closes it; whether it is whole. Failures are
-    /// reported on standard error, as by save(file, byteoffset).
-    bool write(tonalign::OutputFile& output, std::streamoff byteoffset) const;
+    /// Writes the record to a file that is not kept yet, and closes it; 0 when it cannot be opened, else 1.
+    /// Failures are reported on standard error, as by save(file, byteoffset).
+    int write(tonalign::OutputFile& output, std::streamoff byteoffset) const;
+
+    /// Gives a header file that write() left whole its final name; reports on standard error when that fails.
+    static void keep(tonalign::OutputFile& output);
 
     /// What is reported on standard error of a header file that could not be written whole.
     static void reportWriteError();

@@ -60,30 +60,33 @@ int AnalyzeHeader::load(const char* file, std::streamoff byteoffset)
     return 1;
 }
 
-bool AnalyzeHeader::write(tonalign::OutputFile& output, std::streamoff byteoffset) const
+int AnalyzeHeader::write(tonalign::OutputFile& output, std::streamoff byteoffset) const
 {
-    if (!output.opened()) {
+    if (!output.begin()) {
         std::cerr << " File could not be opened or already exists\n";
-        return false;
+        return 0;
     }
-    std::ofstream& fout = output.begin();
-    save(fout, byteoffset);
-    const bool reported = !fout;
-    const bool whole = output.close();
-    if (!whole && !reported) {
+    save(output.stream(), byteoffset);
+    const bool reported = !output.stream();
+    if (!output.close() && !reported) {
         reportWriteError();
     }
-    return whole;
+    return 1;
+}
+
+void AnalyzeHeader::keep(tonalign::OutputFile& output)
+{
+    if (output.whole() && !output.keep()) {
+        reportWriteError();
+    }
 }
 
 int AnalyzeHeader::save(const char* file, std::streamoff byteoffset) const
 {
     tonalign::OutputFile output(file);
-    const bool opened = output.opened();
-    if (write(output, byteoffset) && !output.keep()) {
-        reportWriteError();
-    }
-    return opened ? 1 : 0;
+    const int opened = write(output, byteoffset);
+    keep(output);
+    return opened;
 }
 
 int AnalyzeHeader::readAnalyzeHeader(const char* file, int byteSwap)

@@ -65,20 +65,18 @@ public:
     /// allocated box, decide how many voxels are written.
     int saveAnalyzeImageData();
 
-    /// Writes the header, then the voxels, and puts both files in place or, when one of them could not be
-    /// written whole, neither. The image is tried whatever the header gave, so that its failure is told too.
+    /// Writes the header, then the voxels. The two files take their names together, so that a failed write
+    /// leaves the old pair. A header that cannot be written is told and the image saved all the same; an
+    /// image that cannot be created, or is of no known element type, ends the process after the header, which
+    /// stays.
     int Save()
     {
         requireNameOfHeaderToSave();
         tonalign::OutputFile header(headername);
-        const bool savable = imagename.ends_with(".img") && elementType() != nullptr;
-        if (savable || !header.inPlace()) {
-            H.write(header, 0);
-        }
-        if (!savable) {
-            header.discard(); // the process ends in the next call
-        }
-        return saveImage(&header);
+        tonalign::OutputFile image(nameOfImageToSave());
+        tonalign::OutputFile::refuseOneFile(header, image);
+        H.write(header, 0);
+        return saveImage(image, &header);
     }
 
     /// setAnalyzeFileName(file), then Save().
@@ -121,7 +119,8 @@ private:
                      const char* attempt) const;
     [[noreturn]] void endUnopened(const char* inside) const;
     void requireNameOfHeaderToSave() const;
-    int saveImage(tonalign::OutputFile* header);
+    std::string nameOfImageToSave() const;
+    int saveImage(tonalign::OutputFile& image, tonalign::OutputFile* header);
 };
 
 template <typename T>
@@ -217,14 +216,27 @@ int AnalyzeImage<T>::saveAnalyzeImageHeader()
 template <typename T>
 int AnalyzeImage<T>::saveAnalyzeImageData()
 {
-    return saveImage(nullptr);
+    tonalign::OutputFile image(nameOfImageToSave());
+    return saveImage(image, nullptr);
 }
 
-/// Writes D to imagename; with a header, which is written or given up already, keeps both or neither.
+/// Empty when no image can be saved: no file is touched then.
 template <typename T>
-int AnalyzeImage<T>::saveImage(tonalign::OutputFile* header)
+std::string AnalyzeImage<T>::nameOfImageToSave() const
+{
+    return imagename.ends_with(".img") && elementType() != nullptr ? imagename : std::string();
+}
+
+/// Writes D to its file, and puts that in place, together with the file of a header that has been written or
+/// given up already.
+template <typename T>
+int AnalyzeImage<T>::saveImage(tonalign::OutputFile& image, tonalign::OutputFile* header)
 {
     std::cout << " Inside AnalyzeImage::saveAnalyzeImageData() \n";
+    const bool opened = image.begin();
+    if (!opened && header != nullptr) {
+        AnalyzeHeader::keep(*header); // the process ends below
+    }
     requireName(imagename, ".img", " Inside  AnalyzeImage::saveAnalyzeImageData() ",
                 " Attempt to save Image Data without setting ImageFileName ");
     const tonalign::ElementType* type = elementType();
@@ -232,19 +244,22 @@ int AnalyzeImage<T>::saveImage(tonalign::OutputFile* header)
         tonalign::end_process(std::cout, {" Error in saving Image: data-type not recognized \n"},
                               tonalign::ExitStatus::success);
     }
-    const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
-    tonalign::OutputFile image(imagename);
-    if (!image.opened()) {
-        if (header != nullptr) {
-            header->discard();
-        }
+    if (!opened) {
         endUnopened("  Inside  AnalyzeImage::saveAnalyzeImageData() ");
     }
+    const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
     std::cout << " File " << imagename << " opened successfully \n"
               << " size_of_data_in_bytes = " << count * type->bytes() << '\n';
-    if (!tonalign::save_voxels(image, header, *type, D.block(), count)) {
+    tonalign::write_voxels(image.stream(), *type, D.block(), count);
+    const tonalign::OutputFile* const failed = header != nullptr
+                                                   ? tonalign::OutputFile::keepPair(*header, image)
+                                               : image.keep() ? nullptr
+                                                              : &image;
+    if (failed == &image) {
         std::cout << "the file seems to be written....but the out stream failed after write."
                      " Have to debug this. Check Data for validity.";
+    } else if (failed != nullptr) {
+        AnalyzeHeader::reportWriteError();
     }
     return 1;
 }

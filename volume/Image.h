@@ -74,9 +74,10 @@ public:
     /// voxels (`data` is null). A buffer that is large enough is used again, a smaller one replaced.
     int Load(const char* file);
 
-    /// Writes the pair that `file` names, over existing files if need be; both files or, on failure, neither.
-    /// An image without a header is given the default one first; otherwise the header is written as it is
-    /// (UpdateAnalyzeHeader() refreshes it).
+    /// Writes the pair that `file` names, over existing files if need be. The two files take their names
+    /// together, so that a failed write leaves the old pair; a header whose image cannot be created stays,
+    /// though. An image without a header is given the default one first; otherwise the header is written as
+    /// it is (UpdateAnalyzeHeader() refreshes it).
     ///
     /// Refused before any file is touched: an image whose voxels are absent, sizes that the header's 16 bits
     /// cannot hold, a name too long.
@@ -149,7 +150,7 @@ private:
     std::string headerName() const { return std::string(filename) + ".hdr"; }
     std::string imageName() const { return std::string(filename) + ".img"; }
     int writeHeader(tonalign::OutputFile& file);
-    int writeData(tonalign::OutputFile& file);
+    int writeVoxels(tonalign::OutputFile& file);
     bool lacksVoxels() const;
     void provideHeader();
     void provideVoxels(std::size_t count);

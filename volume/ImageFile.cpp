@@ -16,6 +16,7 @@ namespace {
 
 constexpr int uint8_datatype = 2;
 constexpr int uint8_bitpix = 8;
+constexpr const char* image_not_opened = "Error: cannot save image file";
 
 int failed(const char* text)
 {
@@ -23,13 +24,10 @@ int failed(const char* text)
     return 0;
 }
 
-/// Writes a file that is not kept yet.
-int write_file(tonalign::OutputFile& output, const char* opening_failure, const void* bytes, std::size_t size)
+/// Writes a file that has been begun and is not kept yet.
+int write_file(tonalign::OutputFile& output, const void* bytes, std::size_t size)
 {
-    if (!output.opened()) {
-        return failed(opening_failure);
-    }
-    output.begin().write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+    output.stream().write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
     return output.close() ? 1 : failed("Error");
 }
 
@@ -159,11 +157,16 @@ int Image::Save(const char* file)
         std::cout << "File exists!";
     }
     tonalign::OutputFile header_file(headerName());
+    tonalign::OutputFile image_file(imageName());
+    tonalign::OutputFile::refuseOneFile(header_file, image_file);
     if (writeHeader(header_file) == 0) {
         return 0;
     }
-    tonalign::OutputFile image_file(imageName());
-    if (writeData(image_file) == 0) {
+    if (!image_file.begin()) {
+        kept(header_file);
+        return failed(image_not_opened);
+    }
+    if (writeVoxels(image_file) == 0) {
         return 0;
     }
     if (tonalign::OutputFile::keepPair(header_file, image_file) != nullptr) {
@@ -175,17 +178,20 @@ int Image::Save(const char* file)
 
 int Image::writeHeader(tonalign::OutputFile& file)
 {
+    if (!file.begin()) {
+        return failed("Error: cannot save header file");
+    }
     if (hdr == nullptr) {
         InitAnalyzeHeader();
     }
     dsr swapped = *hdr;
     tonalign::swap_numeric_fields(swapped);
-    return write_file(file, "Error: cannot save header file", &swapped, sizeof swapped);
+    return write_file(file, &swapped, sizeof swapped);
 }
 
-int Image::writeData(tonalign::OutputFile& file)
+int Image::writeVoxels(tonalign::OutputFile& file)
 {
-    return write_file(file, "Error: cannot save image file", data, voxelCount(nx, ny, nz).value());
+    return write_file(file, data, voxelCount(nx, ny, nz).value());
 }
 
 int Image::SaveAnalyzeHeader()
@@ -200,7 +206,10 @@ int Image::SaveAnalyzeData()
         return refused(std::string(filename) + ": not saved, the image has no voxels");
     }
     tonalign::OutputFile file(imageName());
-    return writeData(file) == 0 ? 0 : kept(file);
+    if (!file.begin()) {
+        return failed(image_not_opened);
+    }
+    return writeVoxels(file) == 0 ? 0 : kept(file);
 }
 
 int Image::FileExists(const char* file)

@@ -1,340 +1,332 @@
 #include "volume/OutputFile.h"
 
+#include "volume/file_system.h"
+
+#include <ext/stdio_filebuf.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <optional>
-#include <system_error>
+#include <climits>
+#include <cstdio>
+#include <iostream>
+#include <utility>
 
 namespace tonalign {
 
 namespace {
 
-namespace fs = std::filesystem;
+constexpr int new_file = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+constexpr mode_t for_owner = S_IRUSR | S_IWUSR;
 
-constexpr mode_t permission_bits = 07777;
-constexpr mode_t owner_may_read_and_write = S_IRUSR | S_IWUSR;
-
-/// None when it cannot be had; errno then says why.
-std::optional<struct stat> status_of(const fs::path& path)
+/// Empty when it could not be created.
+std::string create_empty_file(int folder)
 {
-    struct stat status;
-    if (::stat(path.c_str(), &status) != 0) {
-        return std::nullopt;
-    }
-    return status;
-}
-
-fs::path folder_of(const fs::path& path)
-{
-    return path.has_parent_path() ? path.parent_path() : fs::path(".");
-}
-
-/// Whether a link is one of the kernel's, as /dev/stdout leads to: it means an open file, not a name.
-bool means_open_file(const fs::path& link)
-{
-    const auto folder = status_of(folder_of(link));
-    const auto processes = status_of("/proc");
-    return folder && processes && folder->st_dev == processes->st_dev;
-}
-
-/// The name at the end of a chain of symbolic links. Empty when it leads to no place of a file; none when
-/// that cannot be found out.
-std::optional<fs::path> end_of_links(fs::path path)
-{
-    constexpr int most_links = 40;
-    for (int links = 0; links <= most_links; ++links) {
-        std::error_code error;
-        const fs::file_type type = fs::symlink_status(path, error).type();
-        if (type == fs::file_type::none) {
-            return std::nullopt;
-        }
-        if (type != fs::file_type::symlink) {
-            return path;
-        }
-        if (means_open_file(path)) {
-            break;
-        }
-        const fs::path target = fs::read_symlink(path, error);
-        if (error) {
-            return std::nullopt;
-        }
-        path = path.parent_path() / target;
-    }
-    return fs::path();
-}
-
-bool can_be_written(const fs::path& path)
-{
-    const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    return file >= 0 && ::close(file) == 0;
-}
-
-/// In a sticky folder only its owner and the file's may rename over the file.
-bool may_be_renamed_over(const struct stat& old, const struct stat& folder)
-{
-    const uid_t user = ::geteuid();
-    return (folder.st_mode & S_ISVTX) == 0 || user == 0 || user == folder.st_uid || user == old.st_uid;
-}
-
-/// Whether something is mounted on the file, as containers do with single files: none can be renamed over it.
-bool is_mounted_on(const fs::path& path)
-{
-    struct statx status;
-    return ::statx(AT_FDCWD, path.c_str(), 0, STATX_TYPE, &status) == 0 &&
-           (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-}
-
-struct NewFile
-{
-    int descriptor = -1; ///< -1: not created, errno says why
-    fs::path name;
-};
-
-/// Creates an empty file under a name that nothing else has, in the folder of `path`.
-NewFile create_new_file_beside(const fs::path& path, mode_t mode)
-{
-    const std::string start = ".tonalign-" + std::to_string(::getpid()) + "-";
-    for (int number = 0;; ++number) {
-        fs::path name = path.parent_path() / (start + std::to_string(number));
-        const int descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (descriptor >= 0 || errno != EEXIST) {
-            return {descriptor, std::move(name)};
-        }
-    }
-}
-
-/// Gives an open file the owner and group of another, as far as the process may.
-void take_over_owner(int file, const struct stat& current, const struct stat& wanted)
-{
-    if (current.st_uid == wanted.st_uid && current.st_gid == wanted.st_gid) {
-        return;
-    }
-    if (::fchown(file, wanted.st_uid, wanted.st_gid) != 0) {
-        [[maybe_unused]] const int group_alone = ::fchown(file, static_cast<uid_t>(-1), wanted.st_gid);
-    }
-}
-
-bool rename_file(const fs::path& from, const fs::path& to)
-{
-    std::error_code error;
-    fs::rename(from, to, error);
-    return !error;
-}
-
-void remove_file(fs::path& path)
-{
-    std::error_code error;
-    fs::remove(path, error);
-    path.clear();
+    return with_new_name([folder](const char* name) {
+        return Descriptor(::openat(folder, name, new_file, for_owner)).open();
+    });
 }
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& name)
+OutputFile::OutputFile(const std::string& name) : m_shown(name)
 {
-    open(name);
-}
-
-void OutputFile::open(const std::string& name)
-{
-    // The system may forbid to follow a link that could be read.
-    if (!status_of(name) && errno != ENOENT) {
+    struct stat folder;
+    if (!findPlace(name) || ::fstat(m_folder, &folder) != 0) {
         return;
     }
-    const auto end = end_of_links(name);
-    if (!end) {
-        return;
-    }
-    m_final = *end;
-    const auto old = status_of(m_final);
-    const bool absent = !old && errno == ENOENT;
-    const bool regular = old && S_ISREG(old->st_mode);
-    const auto folder = status_of(folder_of(m_final));
-    // What is not known is not touched.
-    if ((!old && !absent) || !folder || (regular && !can_be_written(m_final))) {
-        return;
-    }
-    const bool replaceable = regular && may_be_renamed_over(*old, *folder) && !is_mounted_on(m_final);
-    if ((absent || replaceable) && m_final.has_filename()) {
-        if (createBeside(regular ? &*old : nullptr)) {
+    if (!m_found) {
+        m_way = createBeside() ? Way::beside : Way::none;
+    } else if (S_ISDIR(m_found->st_mode)) {
+        errno = EISDIR;
+    } else if (!isRegular()) {
+        const bool writable = ::faccessat(m_folder, m_name.c_str(), W_OK, AT_EACCESS) == 0;
+        m_way = writable ? Way::direct : Way::none;
+    } else if (openFound()) { // what may not be written is not replaced either
+        const bool replaceable = may_be_renamed_over(m_file, *m_found, folder);
+        if (replaceable && createBeside()) {
             m_way = Way::beside;
-            return;
+        } else if (!replaceable || errno_is({EACCES, EPERM, EROFS})) {
+            m_way = Way::direct;
         }
-        const bool folder_forbids_it =
-            errno == EACCES || errno == EPERM || errno == EROFS || errno == ENAMETOOLONG;
-        if (!folder_forbids_it) {
-            return;
-        }
-    }
-    if (regular) {
-        m_way = Way::in_place;
-        return;
-    }
-    m_stream.open(name, std::ios::binary);
-    if (m_stream) {
-        m_way = Way::direct;
     }
 }
 
-/// Creates and opens the temporary file; on failure errno says why it could not be created.
-bool OutputFile::createBeside(const struct stat* old)
+/// Follows symbolic links to the folder of the file, and looks at what is there. Each link is opened before
+/// it is looked at and read, so that none can be exchanged in between.
+bool OutputFile::findPlace(std::string path)
 {
-    constexpr mode_t of_new_files = 0666;
-    // Never more readable than what it replaces, not even for a moment.
-    const NewFile created = create_new_file_beside(m_final, old ? old->st_mode & of_new_files : of_new_files);
-    if (created.descriptor < 0) {
+    constexpr int most_links = 40;
+    for (int links = 0; links <= most_links; ++links) {
+        const std::size_t slash = path.rfind('/');
+        const std::string folder_name = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+        m_name = path.substr(slash + 1); // npos + 1 is 0
+        m_folder = Descriptor(::openat(links == 0 ? AT_FDCWD : m_folder, folder_name.c_str(),
+                                       O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (!m_folder.open() || m_name.empty()) {
+            return false;
+        }
+        const Descriptor entry(::openat(m_folder, m_name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!entry.open()) {
+            return errno == ENOENT;
+        }
+        struct stat folder;
+        m_found.emplace();
+        if (::fstat(entry, &*m_found) != 0 || ::fstat(m_folder, &folder) != 0) {
+            return false;
+        }
+        if (!S_ISLNK(m_found->st_mode)) {
+            return true;
+        }
+        if (holds_open_files(m_folder)) {
+            m_openFile = true;
+            return ::fstatat(m_folder, m_name.c_str(), &*m_found, 0) == 0;
+        }
+        char target[PATH_MAX];
+        const ssize_t length = ::readlinkat(entry, "", target, sizeof target);
+        if (length < 0 || !may_be_followed(*m_found, folder)) {
+            errno = EACCES;
+            return false;
+        }
+        path.assign(target, static_cast<std::size_t>(length));
+        m_found.reset();
+    }
+    errno = ELOOP;
+    return false;
+}
+
+/// Creates the temporary file. When nothing may be created, errno says why; EIO stands for everything else.
+bool OutputFile::createBeside()
+{
+    // Until it has its owner, it is open to nobody else.
+    const mode_t mode = m_found ? m_found->st_mode & for_owner : 0666;
+    Descriptor created;
+    m_temporary = with_new_name([&](const char* name) {
+        created = Descriptor(::openat(m_folder, name, new_file, mode));
+        return created.open();
+    });
+    if (m_temporary.empty()) {
         return false;
     }
-    m_temporary = created.name;
-    struct stat current;
-    bool usable = ::fstat(created.descriptor, &current) == 0;
-    if (usable) {
-        m_mode = (old ? old->st_mode : current.st_mode) & permission_bits;
-        if (old) {
-            take_over_owner(created.descriptor, current, *old);
-        }
-        // The stream opens the file by its name, which a strict umask may forbid.
-        m_modeNow = (current.st_mode | owner_may_read_and_write) & permission_bits;
-        const bool writable = m_modeNow == (current.st_mode & permission_bits);
-        usable = writable || ::fchmod(created.descriptor, m_modeNow) == 0;
-    }
-    usable = ::close(created.descriptor) == 0 && usable;
-    if (usable) {
-        m_stream.open(m_temporary, std::ios::binary);
-        usable = m_stream.is_open();
-    }
-    if (!usable) {
-        remove_file(m_temporary);
+    if (m_found && !make_like(created, *m_found)) {
+        discard();
         errno = EIO;
+        return false;
     }
-    return usable;
+    m_file = std::move(created);
+    return true;
 }
 
-std::ofstream& OutputFile::begin()
+/// Opens what was found, if it is still there.
+bool OutputFile::openFound()
 {
-    if (m_way == Way::in_place) {
-        m_stream.open(m_final, std::ios::binary);
-        m_emptied = m_stream.is_open();
+    const int links = m_openFile ? 0 : O_NOFOLLOW;
+    const int waiting = isRegular() ? O_NONBLOCK : 0; // it might be a pipe by now
+    m_file =
+        Descriptor(::openat(m_folder, m_name.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | links | waiting));
+    struct stat status;
+    return m_file.open() && ::fstat(m_file, &status) == 0 && is_same_file(status, *m_found);
+}
+
+bool OutputFile::begin()
+{
+    // A pipe waits for its reader, so it is opened as late as this.
+    const bool opened = m_way != Way::none && (m_file.open() || openFound());
+    // The stream closes its own descriptor; the other one stays for the disk, and for emptying the file.
+    const int own = opened ? ::fcntl(m_file, F_DUPFD_CLOEXEC, 0) : -1;
+    if (own >= 0) {
+        *m_stream.rdbuf() = __gnu_cxx::stdio_filebuf<char>(own, std::ios::out | std::ios::binary);
     }
-    return m_stream;
+    const bool empties = m_way == Way::direct && S_ISREG(m_found->st_mode);
+    if (!m_stream.is_open() || (empties && ::ftruncate(m_file, 0) != 0)) {
+        discard();
+        return false;
+    }
+    m_emptied = empties && !m_openFile;
+    return true;
 }
 
 bool OutputFile::close()
 {
+    const bool flushed = m_stream.is_open() && m_stream.flush() && written_back(m_file);
     m_stream.close();
-    m_closed = true;
-    if (!opened() || !m_stream) {
+    m_whole = flushed && m_stream;
+    m_emptied = m_emptied && !m_whole;
+    if (!m_whole) {
         discard();
-        return false;
     }
-    return true;
+    m_file = Descriptor(); // the reader of a pipe waits for this
+    return m_whole;
 }
 
 bool OutputFile::keep()
 {
-    if (!m_closed && !close()) {
-        return false;
+    const bool writable = m_whole || close();
+    const bool restorable = writable && saveOld(); // else the new file stays, should the disk fail at last
+    const bool kept = writable && place() && namesOnDisk();
+    if (!kept && restorable) {
+        putBack();
     }
-    if (!putInPlace()) {
-        discard();
-        return false;
-    }
-    settle();
-    return true;
+    settle(kept);
+    return kept;
 }
 
 void OutputFile::discard()
 {
+    const int reason = errno;
     m_stream.close();
     if (!m_temporary.empty()) {
-        remove_file(m_temporary);
-    } else if (m_way == Way::in_place && m_emptied) {
-        std::error_code error;
-        fs::resize_file(m_final, 0, error);
+        ::unlinkat(m_folder, m_temporary.c_str(), 0);
+        m_temporary.clear();
+    }
+    if (m_emptied) {
+        [[maybe_unused]] const int result = ::ftruncate(m_file, 0);
+        m_emptied = false;
     }
     m_way = Way::none;
+    m_whole = false;
+    errno = reason;
+}
+
+void OutputFile::refuseOneFile(OutputFile& header, OutputFile& image)
+{
+    const bool direct = header.m_way == Way::direct && image.m_way == Way::direct;
+    if (direct && header.isRegular() && is_same_file(*header.m_found, *image.m_found)) {
+        header.discard();
+        image.discard();
+    }
 }
 
 const OutputFile* OutputFile::keepPair(OutputFile& header, OutputFile& image)
 {
-    // Links can make one file of both, which would be the image alone.
-    const bool one_file = header.m_way != Way::direct && header.m_final == image.m_final;
-    const OutputFile* const failed = one_file               ? &image
-                                     : !header.setAside()   ? &header
-                                     : !image.setAside()    ? &image
-                                     : !image.putInPlace()  ? &image
-                                     : !header.putInPlace() ? &header
-                                                            : nullptr;
-    if (failed != nullptr) {
-        image.putBack();
+    if (!image.m_whole && !image.close()) {
+        header.discard();
+        return &image;
+    }
+    if (!header.m_whole) {
+        return image.keep() ? nullptr : &image;
+    }
+    // Everything that takes memory comes before the first name changes.
+    const bool ready =
+        (header.saveOld() || header.moveOld()) && (image.saveOld() || image.moveOld()) && header.hideOld();
+    const bool image_placed = ready && image.place();
+    const bool both_placed = image_placed && header.place();
+    const bool kept =
+        both_placed && !areOneFile(header, image) && image.namesOnDisk() && header.namesOnDisk();
+    if (!kept && image.putBack()) {
         header.putBack();
+    }
+    image.settle(kept);
+    header.settle(kept);
+    const bool header_failed = !ready || (image_placed && !both_placed);
+    return kept ? nullptr : header_failed ? &header : &image;
+}
+
+/// Gives the old file, if there is one, a second name; false when that is not possible.
+bool OutputFile::saveOld()
+{
+    if (m_way != Way::beside) {
+        return true;
+    }
+    m_old = with_new_name(
+        [this](const char* name) { return ::linkat(m_folder, m_name.c_str(), m_folder, name, 0) == 0; });
+    return !m_old.empty() || errno == ENOENT;
+}
+
+/// Gives the old file, if there is one, another name in place of its own: for where links are not possible.
+bool OutputFile::moveOld()
+{
+    if (!errno_is({EPERM, EOPNOTSUPP, ENOSYS, EMLINK})) {
+        return false;
+    }
+    m_old = create_empty_file(m_folder);
+    m_moved = !m_old.empty() && ::renameat(m_folder, m_name.c_str(), m_folder, m_old.c_str()) == 0;
+    const bool absent = !m_moved && errno == ENOENT;
+    if (!m_moved && !m_old.empty()) {
+        ::unlinkat(m_folder, m_old.c_str(), 0);
+        m_old.clear();
+    }
+    return m_moved || absent;
+}
+
+/// Puts an empty file in place of the old one.
+bool OutputFile::hideOld()
+{
+    if (m_old.empty() || m_moved) {
+        return true;
+    }
+    const std::string empty = create_empty_file(m_folder);
+    m_moved = !empty.empty() && ::renameat(m_folder, empty.c_str(), m_folder, m_name.c_str()) == 0;
+    if (!m_moved && !empty.empty()) {
+        ::unlinkat(m_folder, empty.c_str(), 0);
+    }
+    return m_moved;
+}
+
+/// Gives the temporary file the final name.
+bool OutputFile::place()
+{
+    if (m_way == Way::beside) {
+        if (::renameat(m_folder, m_temporary.c_str(), m_folder, m_name.c_str()) != 0) {
+            return false;
+        }
+        m_temporary.clear();
+        m_moved = true;
+    }
+    return true;
+}
+
+/// Waits for the disk. A folder that may not be read cannot be waited for.
+bool OutputFile::namesOnDisk() const
+{
+    const Descriptor folder(::openat(m_folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return m_way != Way::beside || (folder.open() ? written_back(folder) : errno == EACCES);
+}
+
+/// Whether two names that have been given lead to one file: a file system may see less difference between
+/// names than we do.
+bool OutputFile::areOneFile(const OutputFile& a, const OutputFile& b)
+{
+    struct stat of_a;
+    struct stat of_b;
+    return a.m_way == Way::beside && b.m_way == Way::beside &&
+           ::fstatat(a.m_folder, a.m_name.c_str(), &of_a, AT_SYMLINK_NOFOLLOW) == 0 &&
+           ::fstatat(b.m_folder, b.m_name.c_str(), &of_b, AT_SYMLINK_NOFOLLOW) == 0 &&
+           is_same_file(of_a, of_b);
+}
+
+/// Undoes what was done to the final name; whether it means again what it meant before.
+bool OutputFile::putBack()
+{
+    const char* const name = m_name.c_str();
+    const char* const old = m_old.c_str();
+    if (m_moved && m_old.empty()) {
+        m_moved = ::unlinkat(m_folder, name, 0) != 0 && errno != ENOENT;
+    } else if (m_moved) {
+        const bool renamed = ::renameat(m_folder, old, m_folder, name) == 0;
+        const bool linked =
+            !renamed && ::unlinkat(m_folder, name, 0) == 0 && ::linkat(m_folder, old, m_folder, name, 0) == 0;
+        m_moved = !renamed && !linked;
+    }
+    return !m_moved;
+}
+
+/// Removes the second name of the old file, or tells it when that is the only one left.
+void OutputFile::settle(bool kept)
+{
+    if (!kept) {
+        discard();
+    }
+    if (m_old.empty()) {
+        return;
+    }
+    if (!kept && m_moved) {
+        std::cerr << m_shown << ": the old file could not be put back; it is " << m_old
+                  << " in that folder\n";
     } else {
-        image.settle();
-        header.settle();
+        ::unlinkat(m_folder, m_old.c_str(), 0);
     }
-    return failed;
-}
-
-/// Renames what has the final name to a temporary one.
-bool OutputFile::setAside()
-{
-    if (m_way != Way::beside) {
-        return true;
-    }
-    if (!status_of(m_final)) {
-        return errno == ENOENT;
-    }
-    NewFile created = create_new_file_beside(m_final, owner_may_read_and_write);
-    if (created.descriptor < 0) {
-        return false;
-    }
-    ::close(created.descriptor);
-    if (!rename_file(m_final, created.name)) {
-        remove_file(created.name);
-        return false;
-    }
-    m_aside = created.name;
-    return true;
-}
-
-bool OutputFile::putInPlace()
-{
-    if (m_way != Way::beside) {
-        return true;
-    }
-    // Where nothing differs, a file system that knows no permissions need not be asked for them.
-    const bool permitted = m_mode == m_modeNow || ::chmod(m_temporary.c_str(), m_mode) == 0;
-    if (!permitted || !rename_file(m_temporary, m_final)) {
-        return false;
-    }
-    m_temporary.clear();
-    return true;
-}
-
-/// Undoes setAside and putInPlace, whichever of them was done.
-void OutputFile::putBack()
-{
-    if (m_way == Way::beside && m_temporary.empty()) {
-        fs::path placed = m_final;
-        remove_file(placed);
-    }
-    if (!m_aside.empty()) {
-        rename_file(m_aside, m_final);
-        m_aside.clear();
-    }
-    discard();
-}
-
-/// After success: the old file is not needed any more, and the new one no longer to be discarded.
-void OutputFile::settle()
-{
-    if (!m_aside.empty()) {
-        remove_file(m_aside);
-    }
-    m_way = Way::none;
+    m_old.clear();
 }
 
 } // namespace tonalign

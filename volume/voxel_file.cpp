@@ -1,7 +1,6 @@
 #include "volume/voxel_file.h"
 
 #include "failure/end_process.h"
-#include "volume/AnalyzeHeader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -185,31 +184,6 @@ void write_voxels(std::ostream& file, const ElementType& type, const double* vox
         file.write(reinterpret_cast<const char*>(buffer.data()), voxels_now * type.bytes());
     }
     file.flush();
-}
-
-bool save_voxels(OutputFile& image, OutputFile* header, const ElementType& type, const double* voxels,
-                 std::int64_t count)
-{
-    const bool header_failed = header != nullptr && !header->opened();
-    if (header_failed && image.inPlace()) {
-        return true; // the old image stays with the old header
-    }
-    write_voxels(image.begin(), type, voxels, count);
-    if (!image.close()) {
-        return false;
-    }
-    if (header == nullptr) {
-        return image.keep();
-    }
-    if (header_failed) {
-        image.discard();
-        return true;
-    }
-    const OutputFile* const failed = OutputFile::keepPair(*header, image);
-    if (failed == header) {
-        AnalyzeHeader::reportWriteError();
-    }
-    return failed != &image;
 }
 
 } // namespace tonalign

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "volume/ElementType.h"
-#include "volume/OutputFile.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -44,13 +43,5 @@ void read_voxels(std::istream& file, const std::string& imagename, const Element
 /// its nearest end and NaN 0; the low bits of that 32-bit integer are stored. Stream errors are left in the
 /// stream's state.
 void write_voxels(std::ostream& file, const ElementType& type, const double* voxels, std::int64_t count);
-
-/// Writes `count` voxels of an image pair as write_voxels does, and keeps the image file; false when it is
-/// not whole, or cannot be put in place.
-///
-/// With a header, which has been written and closed or is given up, keeps both files or neither. What goes
-/// wrong with the header at this late moment is reported on standard error; it is not the image's failure.
-bool save_voxels(OutputFile& image, OutputFile* header, const ElementType& type, const double* voxels,
-                 std::int64_t count);
 
 } // namespace tonalign
