@@ -44,7 +44,7 @@ HistogramArray target_histogram(int side)
 {
     const Array3D<double> target = bench::head(side, 2);
     HistogramArray histogram(bins);
-    compute_histogram(target, intensity_range(target), 0.0, histogram, bins);
+    calculate_histogram(target, intensity_range(target), 0.0, histogram, bins);
     return histogram;
 }
 

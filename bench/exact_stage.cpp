@@ -16,7 +16,7 @@ int main(int argc, char** argv)
     tonalign::require_usable_parameters(parameters);
     tonalign::MatchingRun run(parameters);
     tonalign::load_volumes(run);
-    tonalign::compute_initial_histograms(run);
+    tonalign::calculate_initial_histograms(run);
 
     const Clock::time_point start = Clock::now();
     tonalign::match_histograms(run);

@@ -74,7 +74,7 @@ void find_bins(const Array3D<double>& volume, const IntensityRange& range, int b
 
 void count(const Array3D<double>& volume, const IntensityRange& range, double** H, int N)
 {
-    compute_histogram(volume, range, 0.0, H, N);
+    calculate_histogram(volume, range, 0.0, H, N);
 }
 
 template <auto find>

@@ -5,6 +5,8 @@
 #include "histogram/histogram.h"
 #include "histogram/histogram_files.h"
 #include "volume/AnalyzeImage.h"
+#include "volume/OutputFile.h"
+#include "volume/PairNames.h"
 #include "volume/wide.h"
 
 #include <algorithm>
@@ -32,32 +34,67 @@ IntensityRange common_range(const MatchingRun& run)
     return range;
 }
 
-void load_volume(const std::string& name, RunVolume& volume)
+/// Scans mostly come as NIfTI files: whoever names one should not have to search for the way.
+void tell_where_nifti_goes(const std::string& name)
 {
-    AnalyzeImage<double> image(name.c_str());
+    std::error_code error;
+    const PairNames pair(name);
+    if (std::filesystem::exists(pair.header, error)) {
+        return;
+    }
+    const std::string base(base_of_pair(name));
+    const bool named = name.ends_with(".nii") || name.ends_with(".nii.gz");
+    for (const std::string& file : {named ? name : base + ".nii", base + ".nii.gz"}) {
+        if (named || std::filesystem::exists(file, error)) {
+            std::cerr << "tonalign: " << file
+                      << ": NIfTI files are converted first: see tonalign-from-nifti\n";
+            return;
+        }
+    }
+}
+
+/// A volume whose header has been read, and nothing else.
+AnalyzeImage<double> open_volume(const std::string& name)
+{
+    tell_where_nifti_goes(name);
+    AnalyzeImage<double> image;
+    image.setAnalyzeFileName(name.c_str());
+    refuse(fault_of_header_file(image.headername));
+    image.readAnalyzeImageHeader();
+    return image;
+}
+
+void read_volume(AnalyzeImage<double>& image, RunVolume& volume)
+{
+    refuse(image.readVoxels());
     volume.voxels = std::move(image.D);
     volume.header = image.H;
     volume.range = intensity_range(volume.voxels);
-    require_finite_voxels(volume.voxels, volume.range, image.imagename);
+    refuse(fault_of_voxels(volume.voxels, volume.range, image.imagename));
 }
 
-bool same_file(const std::string& a, const std::string& b)
+void load_target(MatchingRun& run)
 {
-    std::error_code not_both_exist;
-    return std::filesystem::equivalent(a, b, not_both_exist);
+    const RunParameters& p = run.parameters;
+    refuse(fault_of_histogram_length(p.inputfile2, p.Nbins));
+    run.hist2 = HistogramArray(p.Nbins);
+    refuse(load_target_histogram(run.hist2, p.Nbins, p.inputfile2));
+}
+
+/// Whether the first histogram file is written over the target histogram, which makes it the target.
+bool writes_over_target(const RunParameters& p)
+{
+    return OutputFile::leadToOneFile(p.inputfile1_hist, p.inputfile2);
 }
 
 void adopt_target_histogram(MatchingRun& run)
 {
     const RunParameters& p = run.parameters;
-    const int bins = p.Nbins;
-    if (same_file(p.inputfile1_hist, p.inputfile2)) {
-        // The first histogram file has just been written over the target, which makes it the target now. Only
-        // then, since a target that comes through a pipe cannot be read twice.
-        load_target_histogram(run.hist2, bins, p.inputfile2.c_str());
+    if (writes_over_target(p)) {
+        load_target(run);
     }
     // Bin i of the file stands for bin i of the input's own range, whatever intensities it came from.
-    for (int i = 1; i <= bins; ++i) {
+    for (int i = 1; i <= p.Nbins; ++i) {
         run.hist2[1][i] = run.hist1[1][i];
     }
 }
@@ -104,27 +141,26 @@ void load_volumes(MatchingRun& run)
 {
     enter_stage("reading the inputs");
     const RunParameters& p = run.parameters;
-    if (!p.hasTargetVolume()) {
-        // First, since its refusals should not wait for the volumes.
-        require_room_for_pairs(p.inputfile2.c_str(), p.Nbins);
-        run.hist2 = HistogramArray(p.Nbins);
-        load_target_histogram(run.hist2, p.Nbins, p.inputfile2.c_str());
+    AnalyzeImage<double> input = open_volume(p.inputfile1);
+    if (!p.hasTargetVolume() && !writes_over_target(p)) {
+        load_target(run); // before the voxels, which take their time
     }
-    load_volume(p.inputfile1, run.input);
+    read_volume(input, run.input);
     if (p.hasTargetVolume()) {
-        load_volume(p.inputfile2, run.target);
+        AnalyzeImage<double> target = open_volume(p.inputfile2);
+        read_volume(target, run.target);
     }
 }
 
-void compute_initial_histograms(MatchingRun& run)
+void calculate_initial_histograms(MatchingRun& run)
 {
     enter_stage("computing the histograms before the change");
     const RunParameters& p = run.parameters;
     run.hist1 = HistogramArray(p.Nbins);
-    compute_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
+    calculate_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
         run.hist2 = HistogramArray(p.Nbins);
-        compute_histogram(run.target.voxels, run.target.range, 0.0, run.hist2, p.Nbins);
+        calculate_histogram(run.target.voxels, run.target.range, 0.0, run.hist2, p.Nbins);
     }
     if (p.matchesEndpoints() || p.matchesHistogram()) {
         require_foreground(run.hist1, p.Nbins, p.inputfile1);
@@ -154,13 +190,13 @@ void map_to_output_range(MatchingRun& run)
     }
 }
 
-void compute_final_histograms(MatchingRun& run)
+void calculate_final_histograms(MatchingRun& run)
 {
     enter_stage("computing the histograms after the change");
     const RunParameters& p = run.parameters;
-    compute_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
+    calculate_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
-        compute_histogram(run.target.voxels, run.target.range, p.sigma1, run.hist2, p.Nbins);
+        calculate_histogram(run.target.voxels, run.target.range, p.sigma1, run.hist2, p.Nbins);
     }
     save_array(run.hist1, p.Nbins, p.outputfile1_hist.c_str());
     if (p.hasTargetVolume()) {

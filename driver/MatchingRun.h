@@ -38,7 +38,7 @@ void load_volumes(MatchingRun& run);
 ///
 /// Volumes that the stages asked for cannot use, and a common range that cannot be mapped onto [0, 255], are
 /// refused here, before the first output file is touched.
-void compute_initial_histograms(MatchingRun& run);
+void calculate_initial_histograms(MatchingRun& run);
 
 /// Matches the dynamic range of the input to the target's, when asked for.
 void match_endpoints(MatchingRun& run);
@@ -50,7 +50,7 @@ void match_histograms(MatchingRun& run);
 void map_to_output_range(MatchingRun& run);
 
 /// Computes and writes the histograms after the change.
-void compute_final_histograms(MatchingRun& run);
+void calculate_final_histograms(MatchingRun& run);
 
 /// Saves the volumes as 32-bit float pairs that carry their input files' headers.
 void save_volumes(MatchingRun& run);

@@ -1,5 +1,6 @@
 #include "driver/RunParameters.h"
 
+#include "driver/requirements.h"
 #include "failure/end_process.h"
 #include "histogram/histogram.h"
 
@@ -79,10 +80,10 @@ void require_bins(const RunParameters& parameters)
 void require_sigma(const RunParameters& parameters)
 {
     constexpr double longest_kernel = std::numeric_limits<int>::max() - 1;
-    if (!std::isfinite(parameters.sigma1) || smoothing_kernel_length(parameters.sigma1) > longest_kernel) {
+    const double sigma = parameters.sigma1;
+    if (std::isnan(sigma) || (sigma > 0.0 && smoothing_kernel_length(sigma) > longest_kernel)) {
         std::ostringstream message;
-        message << "argument sigma is " << parameters.sigma1
-                << ", but a finite number of bins below 214748364 is expected";
+        message << "argument sigma is " << sigma << ", but a number of bins below 214748364.6 is expected";
         refuse(message.str());
     }
 }

@@ -36,7 +36,7 @@ HistogramArray histogram_to_reach(const MatchingRun& run)
     }
     HistogramArray hist2(p.Nbins);
     if (p.matchesEndpoints() && p.sigma1 > 0.0) {
-        compute_histogram(run.target.voxels, run.target.range, p.sigma1, hist2, p.Nbins);
+        calculate_histogram(run.target.voxels, run.target.range, p.sigma1, hist2, p.Nbins);
     } else {
         hist2 = smoothed_copy(run.hist2, p);
     }
@@ -56,9 +56,9 @@ void match_endpoints(MatchingRun& run)
     std::cout << "*****MATCHING HISTOGRAM ENDPOINTS*****\n";
     const HistogramArray hist1 = smoothed_copy(run.hist1, p);
     const HistogramArray hist2 = smoothed_copy(run.hist2, p);
-    adjust_dynamic_range(MeasuredVolume{run.input.voxels, run.input.range, hist1},
-                         MeasuredVolume{run.target.voxels, run.target.range, hist2}, energy_ratio,
-                         energy_ratio, p.Nbins);
+    match_dynamic_range(MeasuredVolume{run.input.voxels, run.input.range, hist1},
+                        MeasuredVolume{run.target.voxels, run.target.range, hist2}, energy_ratio,
+                        energy_ratio, p.Nbins);
     run.input.range = intensity_range(run.input.voxels);
     run.target.range = intensity_range(run.target.voxels);
     require_usable_adjustment(run.input.range, p);

@@ -3,9 +3,22 @@
 #include "failure/end_process.h"
 
 #include <cmath>
+#include <iostream>
 #include <sstream>
 
 namespace tonalign {
+
+void refuse(const std::string& message)
+{
+    end_process(std::cerr, {"tonalign: ", message, "\n"}, ExitStatus::failure);
+}
+
+void refuse(const Fault& fault)
+{
+    if (fault) {
+        refuse(fault.message);
+    }
+}
 
 void require_foreground(double** hist, int bins, const std::string& name)
 {

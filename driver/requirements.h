@@ -1,14 +1,23 @@
 #pragma once
 
 #include "driver/RunParameters.h"
+#include "failure/Fault.h"
 #include "volume/IntensityRange.h"
 
 #include <string>
 
 namespace tonalign {
 
-/// What a run demands of its volumes. Each function ends the process with status 1 and one line on standard
-/// error that names the file, what was found and what was expected.
+/// Ends the process with status 1 after one line on standard error: "tonalign: <message>".
+///
+/// For everything a user can get wrong and no older text is promised for. The message names the file or
+/// argument, what was found and what was expected.
+[[noreturn]] void refuse(const std::string& message);
+
+/// Refuses a fault, if it is one.
+void refuse(const Fault& fault);
+
+// What a run demands of its volumes; each function refuses them otherwise.
 
 /// A histogram array of `bins` bins must count at least one voxel outside the background bin.
 void require_foreground(double** hist, int bins, const std::string& name);

@@ -9,7 +9,7 @@ int main(int argc, char** argv)
 {
     using namespace tonalign;
 
-    prepare_for_unattended_run();
+    prepare_for_unattended_run("tonalign");
     const RunClock clock;
     echo_arguments(argc, argv);
     const RunParameters parameters = parse_arguments(argc, argv);
@@ -20,7 +20,7 @@ int main(int argc, char** argv)
     MatchingRun run(parameters);
     load_volumes(run);
     report_dimensions(run);
-    compute_initial_histograms(run);
+    calculate_initial_histograms(run);
     report_ranges(run);
     report_error(run);
 
@@ -30,7 +30,7 @@ int main(int argc, char** argv)
 
     match_histograms(run);
     map_to_output_range(run);
-    compute_final_histograms(run);
+    calculate_final_histograms(run);
     report_ranges(run);
     report_error(run);
 

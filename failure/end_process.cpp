@@ -1,40 +1,40 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The handler, and the only exit.
 #include "failure/end_process.h"
 
-#include "failure/program.h"
 #include "failure/unattended_run.h"
 
+#include <atomic>
 #include <cstdlib>
-#include <iostream>
+#include <ostream>
 
 namespace tonalign {
 
 namespace {
 
-[[noreturn]] void write_and_end(std::ostream& stream, std::initializer_list<std::string_view> pieces,
-                                ExitStatus status)
-{
-    for (const std::string_view piece : pieces) {
-        stream << piece;
-    }
-    stream.flush();
-    standard_output_written();
-    std::exit(status_of_every_failure().value_or(static_cast<int>(status)));
-}
+std::atomic<EndHandler> present_handler = write_end;
 
 } // namespace
 
-void end_process(std::ostream& stream, std::initializer_list<std::string_view> pieces, ExitStatus status)
+EndHandler set_end_handler(EndHandler handler)
 {
-    if (status_of_every_failure()) {
-        // The older texts name neither the program nor, all of them, the file.
-        std::cerr << program_name() << ": failed while " << present_stage() << '\n';
-    }
-    write_and_end(stream, pieces, status);
+    return present_handler.exchange(handler);
 }
 
-void refuse(const std::string& message)
+int write_end(const ProcessEnd& end)
 {
-    write_and_end(std::cerr, {program_name(), ": ", message, "\n"}, ExitStatus::failure);
+    for (const std::string_view piece : end.pieces) {
+        end.stream << piece;
+    }
+    end.stream.flush();
+    standard_output_written();
+    return static_cast<int>(end.status);
+}
+
+void end_process(std::ostream& stream, std::initializer_list<std::string_view> pieces, ExitStatus status)
+{
+    const EndHandler handler = present_handler;
+    std::exit(handler({stream, pieces, status}));
 }
 
 } // namespace tonalign

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The one place where the process ends, and the handler by which a host can do something else.
 #pragma once
 
 #include <initializer_list>
 #include <iosfwd>
-#include <string>
 #include <string_view>
 
 namespace tonalign {
@@ -14,19 +15,30 @@ enum class ExitStatus
     failure = 1,
 };
 
-/// Writes the pieces one after another to `stream`, flushes it and ends the process.
+/// An end that a documented routine asks for: its text, in pieces to be written one after another, and its
+/// status.
+struct ProcessEnd
+{
+    std::ostream& stream;
+    std::initializer_list<std::string_view> pieces;
+    ExitStatus status;
+};
+
+/// Writes the text and gives the status with which the process ends. One that throws instead keeps it alive:
+/// no routine ends from within a parallel region or a destructor, and what it owned is released.
+using EndHandler = int (*)(const ProcessEnd&);
+
+/// Replaces the handler, write_end at first, for all threads; gives the one before.
+EndHandler set_end_handler(EndHandler handler);
+
+/// Writes the pieces to their stream, with nothing between or behind them, and flushes it; gives the status.
+int write_end(const ProcessEnd& end);
+
+/// Ends the process through the handler.
 ///
-/// Every place that ends the process comes through here, so this is the one spot to look at (or to
-/// break at in a debugger) when a run stops early. Nothing is added between or after the pieces: a
-/// documented text that has no line end stays without one.
+/// Only routines that are documented to end the process come here; everything else gives a Fault to its
+/// caller.
 [[noreturn]] void end_process(std::ostream& stream, std::initializer_list<std::string_view> pieces,
                               ExitStatus status);
-
-/// Ends the process with status 1 after one line on standard error: "tonalign: <message>". Of another program
-/// they are its own name and status, see failure/program.h.
-///
-/// For everything a user can get wrong and no older text is promised for. The message names the file or
-/// argument, what was found and what was expected.
-[[noreturn]] void refuse(const std::string& message);
 
 } // namespace tonalign

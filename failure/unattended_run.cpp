@@ -1,7 +1,5 @@
 #include "failure/unattended_run.h"
 
-#include "failure/program.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -17,7 +15,8 @@ namespace tonalign {
 
 namespace {
 
-// The one state that outlives a call: an uncaught exception leaves no other way to know where the run was.
+// State that outlives a call: an uncaught exception leaves no other way to know whose run it was, and where.
+std::atomic<const char*> program_name = "";
 std::atomic<const char*> current_stage = "starting";
 std::atomic<std::terminate_handler> runtime_handler = nullptr;
 std::atomic_flag told = ATOMIC_FLAG_INIT;
@@ -34,7 +33,7 @@ void tell_of_exhausted_memory()
     while (told.test_and_set()) {
         ::pause();
     }
-    write_to_standard_error(program_name());
+    write_to_standard_error(program_name);
     write_to_standard_error(": memory ran out while ");
     write_to_standard_error(current_stage);
     write_to_standard_error("\n");
@@ -68,8 +67,9 @@ void occupy_standard_descriptors()
 
 } // namespace
 
-void prepare_for_unattended_run()
+void prepare_for_unattended_run(const char* program)
 {
+    program_name = program;
     occupy_standard_descriptors();
     runtime_handler = std::set_terminate(end_abnormally);
     std::signal(SIGXFSZ, SIG_IGN);
@@ -79,8 +79,8 @@ void prepare_for_unattended_run()
 bool standard_output_written()
 {
     std::cout.flush();
-    if (!std::cout) {
-        std::cerr << program_name() << ": standard output cannot be written\n";
+    if (!std::cout && *program_name != '\0') {
+        std::cerr << program_name << ": standard output cannot be written\n";
     }
     return static_cast<bool>(std::cout);
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-using tonalign::compute_histogram;
+using tonalign::calculate_histogram;
 using tonalign::HistogramArray;
 using tonalign::intensity_range;
 using tonalign::IntensityRange;
@@ -108,9 +108,9 @@ void adjust_dynamic_range(Array3D<double>* D1, Array3D<double>* D2, double energ
     const HistogramArray hist2(N);
     const tonalign::MeasuredVolume input = {*D1, intensity_range(*D1), hist1};
     const tonalign::MeasuredVolume target = {*D2, intensity_range(*D2), hist2};
-    compute_histogram(*D1, input.range, sigma1, hist1, N);
-    compute_histogram(*D2, target.range, sigma1, hist2, N);
-    tonalign::adjust_dynamic_range(input, target, energyratio1, energyratio2, N);
+    calculate_histogram(*D1, input.range, sigma1, hist1, N);
+    calculate_histogram(*D2, target.range, sigma1, hist2, N);
+    tonalign::match_dynamic_range(input, target, energyratio1, energyratio2, N);
 }
 
 void adjust_dynamic_range(Array3D<double>* D1, double** hist2, double energyratio1, double energyratio2,
@@ -118,7 +118,7 @@ void adjust_dynamic_range(Array3D<double>* D1, double** hist2, double energyrati
 {
     const IntensityRange range1 = intensity_range(*D1);
     const HistogramArray hist1(N);
-    compute_histogram(*D1, range1, sigma1, hist1, N);
+    calculate_histogram(*D1, range1, sigma1, hist1, N);
 
     const Endpoints input = endpoints_of(hist1, N, energyratio1);
     const Endpoints target = endpoints_of(hist2, N, energyratio2);
@@ -149,8 +149,8 @@ void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2
 
 namespace tonalign {
 
-void adjust_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
-                          double energyratio2, int N)
+void match_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
+                         double energyratio2, int N)
 {
     const Endpoints input_ends = endpoints_of(input.hist, N, energyratio1);
     Endpoints target_ends = endpoints_of(target.hist, N, energyratio2);

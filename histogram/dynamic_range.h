@@ -60,7 +60,7 @@ struct MeasuredVolume
 
 /// The first adjust_dynamic_range for volumes that have been measured already. Their voxels change; the
 /// ranges and histograms stay as they were.
-void adjust_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
-                          double energyratio2, int N);
+void match_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
+                         double energyratio2, int N);
 
 } // namespace tonalign

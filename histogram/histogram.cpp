@@ -60,7 +60,7 @@ double normalise_without_background(double** H, int N)
 
 void calculate_histogram(Array3D<double>* D, double** H, int N)
 {
-    tonalign::compute_histogram(*D, tonalign::intensity_range(*D), 0.0, H, N);
+    tonalign::calculate_histogram(*D, tonalign::intensity_range(*D), 0.0, H, N);
 }
 
 void calculate_smoothed_histogram(Array3D<double>* D, double** H, int N, double sigma)
@@ -98,8 +98,8 @@ void convolution1D(double* A, int lengthA, double* B, int lengthB, double* C)
 
 namespace tonalign {
 
-void compute_histogram(const Array3D<double>& volume, const IntensityRange& range, double sigma, double** H,
-                       int N)
+void calculate_histogram(const Array3D<double>& volume, const IntensityRange& range, double sigma, double** H,
+                         int N)
 {
     const BinGeometry bins(range, N);
     const std::vector<std::int64_t> counts = count_bins(volume.block(), volume.blockSize(), bins);

@@ -36,8 +36,8 @@ namespace tonalign {
 
 /// The histogram of a volume whose intensity range is known already: smoothed when sigma > 0, otherwise
 /// plain.
-void compute_histogram(const Array3D<double>& volume, const IntensityRange& range, double sigma, double** H,
-                       int N);
+void calculate_histogram(const Array3D<double>& volume, const IntensityRange& range, double sigma, double** H,
+                         int N);
 
 /// Smooths row 2 of a histogram array with a sampled Gaussian of sigma > 0 bins; bin 1, into which mass has
 /// spread, is set to 0 again and the rest renormalised. Column N+1 is left as it was.

@@ -1,32 +1,12 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The mean histogram of a group of volumes.
 #pragma once
 
+#include "failure/Fault.h"
 #include "histogram/HistogramArray.h"
-#include "volume/AnalyzeHeader.h"
-#include "volume/ElementType.h"
-
-#include <cstdint>
-#include <string>
+#include "volume/pair_file.h"
 
 namespace tonalign {
-
-/// An image pair whose two files have been looked at, and whose voxels have not been read yet.
-struct InputVolume
-{
-    std::string name; ///< as the user gave it
-    std::string headername;
-    std::string imagename;
-    AnalyzeHeader header;
-    const ElementType* type = nullptr;
-
-    std::int64_t voxels() const { return std::int64_t{header.getNx()} * header.getNy() * header.getNz(); }
-};
-
-/// Reads the header of the pair that `name` names and looks at its image file.
-///
-/// What is wrong with either ends the process with one line on standard error that names the file: a header
-/// that cannot be read, is short or no header, sizes below 1, an unknown element type, an image file that
-/// cannot be opened or is too short.
-InputVolume inspect_input(const char* name);
 
 /// The mean of normalised histograms of the same number of bins, each over its own volume's range.
 ///
@@ -38,12 +18,11 @@ public:
     /// @param bins  at least 2, since the first bin is the background
     explicit HistogramMean(int bins);
 
-    /// Reads a volume and adds its histogram, as compute_histogram gives it without smoothing.
+    /// Reads a volume and adds its histogram, as calculate_histogram gives it without smoothing.
     ///
-    /// Ends the process with one line on standard error for a file that has become unreadable or short, a
-    /// voxel that is not finite, a range whose width is not finite, no voxel outside the first bin, and a sum
-    /// that is not finite.
-    void add(const InputVolume& input);
+    /// Faults are those of reading, a voxel that is not finite, a range whose width is not finite, no voxel
+    /// outside the first bin, and a sum that is not finite; nothing more may be added then.
+    [[nodiscard]] Fault add(const PairFile& input);
 
     /// The mean of at least one volume; column bins+1 is not written.
     HistogramArray mean() const;

@@ -1,8 +1,8 @@
 #include "failure/end_process.h"
-#include "failure/program.h"
 #include "failure/unattended_run.h"
 #include "histogram/histogram_files.h"
 #include "tools/HistogramMean.h"
+#include "tools/arguments.h"
 #include "tools/version.h"
 #include "volume/OutputFile.h"
 
@@ -21,6 +21,8 @@
 #include <vector>
 
 namespace {
+
+using tonalign::Fault;
 
 constexpr const char* program = "tonalign-average";
 
@@ -55,40 +57,18 @@ constexpr std::string_view explanation =
     "on standard error; OUT.hist is then what it was before. When memory runs out the\n"
     "process may be aborted (134 in the shell); OUT.hist is untouched then too.\n";
 
+/// The texts of the library name neither the program nor, all of them, the file.
+int end_in_trouble(const tonalign::ProcessEnd& end)
+{
+    std::cerr << program << ": failed while " << tonalign::present_stage() << '\n';
+    write_end(end);
+    return trouble;
+}
+
 int usage_error(const std::string& message)
 {
     std::cerr << program << ": " << message << '\n' << usage;
     return trouble;
-}
-
-/// What the command line asks for. Operands are the arguments without options.
-struct CommandLine
-{
-    std::vector<const char*> operands;
-    bool help = false;
-    bool version = false;
-    std::string unknown_option;
-};
-
-CommandLine parse(std::span<char*> arguments)
-{
-    CommandLine line;
-    bool options_end = false;
-    for (const char* const argument : arguments) {
-        const std::string_view text = argument;
-        if (options_end || text.size() < 2 || !text.starts_with('-')) {
-            line.operands.push_back(argument);
-        } else if (text == "--") {
-            options_end = true;
-        } else if (text == "--help") {
-            line.help = true;
-        } else if (text == "--version") {
-            line.version = true;
-        } else if (line.unknown_option.empty()) {
-            line.unknown_option = text;
-        }
-    }
-    return line;
 }
 
 /// The number of bins, or 0 when the text is no plain number between the limits.
@@ -129,58 +109,66 @@ private:
     bool m_watched;
 };
 
-[[noreturn]] void refuse_output(const std::string& name)
+Fault fault_of_output(const std::string& name)
 {
     const std::string reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
-    tonalign::refuse(name + ": the histogram file cannot be written" + reason);
+    return {name + ": the histogram file cannot be written" + reason};
 }
 
-/// Before hours are spent on the inputs.
-void require_writable(const std::string& name)
+Fault fault_of_overwritten_input(const std::string& output, const tonalign::PairFile& input)
 {
-    errno = 0;
-    if (!tonalign::OutputFile(name).possible()) {
-        refuse_output(name);
-    }
-}
-
-void require_no_input(const std::string& output, const tonalign::InputVolume& input)
-{
-    for (const std::string& file : {input.headername, input.imagename}) {
+    for (const std::string& file : {input.names.header, input.names.image}) {
         std::error_code not_both_exist;
         if (std::filesystem::equivalent(output, file, not_both_exist)) {
-            tonalign::refuse(output + ": the output is also an input, " + file);
+            return {output + ": the output is also an input, " + file};
         }
     }
+    return {};
 }
 
-void average(const char* output, int bins, std::span<const char* const> names)
+/// Looks at everything before hours are spent on the voxels.
+Fault inspect(const char* output, std::span<const char* const> names, std::vector<tonalign::PairFile>& inputs)
+{
+    for (const char* const name : names) {
+        tonalign::PairFile& input = inputs.emplace_back(name);
+        if (Fault fault = read_header(input)) {
+            return fault;
+        }
+        if (Fault fault = check_image(input)) {
+            return fault;
+        }
+        if (Fault fault = fault_of_overwritten_input(output, input)) {
+            return fault;
+        }
+    }
+    errno = 0;
+    return tonalign::OutputFile(output).possible() ? Fault() : fault_of_output(output);
+}
+
+Fault average(const char* output, int bins, std::span<const char* const> names)
 {
     tonalign::enter_stage("looking at the inputs");
-    std::vector<tonalign::InputVolume> inputs;
-    for (const char* const name : names) {
-        inputs.push_back(tonalign::inspect_input(name));
-        require_no_input(output, inputs.back());
+    std::vector<tonalign::PairFile> inputs;
+    if (Fault fault = inspect(output, names, inputs)) {
+        return fault;
     }
-    require_writable(output);
-
     tonalign::enter_stage("taking memory for the bins");
     tonalign::HistogramMean mean(bins);
     const Progress progress(inputs.size());
     for (std::size_t k = 0; k < inputs.size(); ++k) {
-        progress.enter(k + 1, inputs[k].name);
-        mean.add(inputs[k]);
+        progress.enter(k + 1, names[k]);
+        if (Fault fault = mean.add(inputs[k])) {
+            return fault;
+        }
     }
     tonalign::enter_stage("writing the mean");
     errno = 0;
-    if (!tonalign::save_histogram(mean.mean(), bins, output)) {
-        refuse_output(output);
-    }
+    return save_array(mean.mean(), bins, output) ? Fault() : fault_of_output(output);
 }
 
 int run(std::span<char*> arguments)
 {
-    const CommandLine line = parse(arguments);
+    const tonalign::Arguments line = tonalign::parse_arguments(arguments);
     if (line.help) {
         std::cout << usage << explanation;
         return done;
@@ -203,7 +191,10 @@ int run(std::span<char*> arguments)
                            "\", but a plain number from " + std::to_string(fewest) + " to " +
                            std::to_string(most) + " is expected");
     }
-    average(line.operands[0], bins, std::span(line.operands).subspan(2));
+    if (const Fault fault = average(line.operands[0], bins, std::span(line.operands).subspan(2))) {
+        std::cerr << program << ": " << fault.message << '\n';
+        return trouble;
+    }
     return done;
 }
 
@@ -211,8 +202,8 @@ int run(std::span<char*> arguments)
 
 int main(int argc, char** argv)
 {
-    tonalign::act_as(program, trouble);
-    tonalign::prepare_for_unattended_run();
+    tonalign::prepare_for_unattended_run(program);
+    tonalign::set_end_handler(end_in_trouble);
     const int status = run(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0));
     return tonalign::standard_output_written() ? status : trouble;
 }

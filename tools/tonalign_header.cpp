@@ -1,12 +1,10 @@
-#include "failure/program.h"
 #include "failure/unattended_run.h"
-#include "tools/pair_header.h"
+#include "tools/arguments.h"
 #include "tools/version.h"
-#include "volume/AnalyzeHeader.h"
+#include "volume/pair_file.h"
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <span>
@@ -16,7 +14,7 @@
 
 namespace {
 
-using tonalign::PairHeader;
+using tonalign::PairFile;
 
 /// As diff(1) ends.
 enum Status
@@ -37,7 +35,8 @@ constexpr std::string_view explanation =
     "  print  list every field of each header\n"
     "  diff   list the fields in which two headers differ\n"
     "\n"
-    "A FILE is named by its .hdr, its .img or the name without either.\n"
+    "A FILE is named by its .hdr, its .img or the name without either. Names that start\n"
+    "with a dash come after the argument --.\n"
     "\n"
     "Exit status: 0 when all went well and the headers of diff are equal, 1 when they differ, 2 on trouble.\n";
 
@@ -54,11 +53,11 @@ int usage_error(const std::string& message)
 }
 
 /// Reads a header; what is wrong with it goes to standard error.
-std::optional<PairHeader> read_header(const char* name)
+std::optional<PairFile> read_header(const char* name)
 {
-    PairHeader result = tonalign::read_pair_header(name);
-    if (!result.fault.empty()) {
-        report(result.fault);
+    PairFile result(name);
+    if (const tonalign::Fault fault = tonalign::read_header(result)) {
+        report(fault.message);
         return std::nullopt;
     }
     return result;
@@ -83,18 +82,18 @@ void write_listing(const std::string& listing)
     }
 }
 
-int print(std::span<char*> names)
+int print(std::span<const char* const> names)
 {
     int status = equal;
     const char* separator = "";
     for (const char* const name : names) {
-        const std::optional<PairHeader> one = read_header(name);
+        const std::optional<PairFile> one = read_header(name);
         if (!one) {
             status = trouble;
             continue;
         }
         if (names.size() > 1) {
-            std::cout << separator << "==> " << one->headername << " <==\n";
+            std::cout << separator << "==> " << one->names.header << " <==\n";
             separator = "\n";
         }
         std::ostringstream listing;
@@ -106,33 +105,43 @@ int print(std::span<char*> names)
 
 int diff(const char* left_name, const char* right_name)
 {
-    const std::optional<PairHeader> left = read_header(left_name);
-    const std::optional<PairHeader> right = read_header(right_name);
+    const std::optional<PairFile> left = read_header(left_name);
+    const std::optional<PairFile> right = read_header(right_name);
     if (!left || !right) {
         return trouble;
     }
     std::ostringstream listing;
     left->header.diff(right->header, listing);
     write_listing(listing.str());
-    return left->header == right->header ? equal : different;
+    const bool fields_differ = left->header != right->header;
+    if (!fields_differ && left->header.hasSameBytes(right->header)) {
+        return equal;
+    }
+    if (!fields_differ) {
+        std::cout << "The records differ in bytes that no field shows\n";
+    }
+    return different;
 }
 
 int run(std::span<char*> arguments)
 {
-    const auto asked = [&](std::string_view option) { return std::ranges::count(arguments, option) > 0; };
-    if (asked("--help")) {
+    const tonalign::Arguments line = tonalign::parse_arguments(arguments);
+    if (line.help) {
         std::cout << usage << explanation;
         return equal;
     }
-    if (asked("--version")) {
+    if (line.version) {
         std::cout << "tonalign-header " << tonalign::version << '\n';
         return equal;
     }
-    if (arguments.empty()) {
+    if (!line.unknown_option.empty()) {
+        return usage_error("there is no option \"" + line.unknown_option + "\"");
+    }
+    if (line.operands.empty()) {
         return usage_error("a command is expected");
     }
-    const std::string command = arguments[0];
-    const std::span<char*> names = arguments.subspan(1);
+    const std::string command = line.operands[0];
+    const std::span names = std::span(line.operands).subspan(1);
     if (command == "print") {
         return names.empty() ? usage_error("print expects at least one file") : print(names);
     }
@@ -146,8 +155,7 @@ int run(std::span<char*> arguments)
 
 int main(int argc, char** argv)
 {
-    tonalign::act_as("tonalign-header", trouble);
-    tonalign::prepare_for_unattended_run();
+    tonalign::prepare_for_unattended_run("tonalign-header");
     const int status = run(std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0));
     return tonalign::standard_output_written() ? status : trouble;
 }

@@ -86,6 +86,9 @@ public:
     int operator==(const AnalyzeHeader& rhs) const;
     int operator!=(const AnalyzeHeader& rhs) const { return *this == rhs ? 0 : 1; }
 
+    /// Whether every byte of the records is the same, the ones behind the end of a text included.
+    bool hasSameBytes(const AnalyzeHeader& rhs) const;
+
     /// Writes the fields in which two headers differ, under one heading for each structure of the record.
     ///
     /// Each line names a field and gives both values, in the stream's current number format; single

@@ -123,6 +123,13 @@ int AnalyzeHeader::operator==(const AnalyzeHeader& rhs) const
     return std::ranges::all_of(sections, is_equal) ? 1 : 0;
 }
 
+bool AnalyzeHeader::hasSameBytes(const AnalyzeHeader& rhs) const
+{
+    const dsr left = record_of(*this);
+    const dsr right = record_of(rhs);
+    return std::memcmp(static_cast<const void*>(&left), static_cast<const void*>(&right), sizeof left) == 0;
+}
+
 void AnalyzeHeader::diff(const AnalyzeHeader& rhs, std::ostream& os) const
 {
     const dsr left = record_of(*this);

@@ -5,10 +5,14 @@
 #include "volume/Array3D.h"
 #include "volume/ElementType.h"
 #include "volume/OutputFile.h"
+#include "volume/PairNames.h"
 #include "volume/voxel_file.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <string>
 #include <type_traits>
 
@@ -54,9 +58,13 @@ public:
     int readAnalyzeImageData();
 
     /// The work of readAnalyzeImageData, without its test of the file name.
-    ///
-    /// D is sized only after the file is known to hold every voxel that the header promises.
     int readImageData();
+
+    /// The same for callers that decide for themselves about faults of no documented text: an image that is
+    /// no regular file, is too short or cannot be read to its end. readImageData ends the process on them,
+    /// with status 1 and the message on standard error. D is sized only after the file is known to hold every
+    /// voxel that the header promises.
+    [[nodiscard]] tonalign::Fault readVoxels();
 
     /// Writes H to headername, in the machine's byte order.
     int saveAnalyzeImageHeader();
@@ -72,6 +80,7 @@ public:
     int Save()
     {
         requireNameOfHeaderToSave();
+        endOn(faultOfSizes());
         tonalign::OutputFile header(headername);
         tonalign::OutputFile image(nameOfImageToSave());
         tonalign::OutputFile::refuseOneFile(header, image);
@@ -118,23 +127,19 @@ private:
     void requireName(const std::string& name, const char* extension, const char* inside,
                      const char* attempt) const;
     [[noreturn]] void endUnopened(const char* inside) const;
+    static void endOn(const tonalign::Fault& fault);
     void requireNameOfHeaderToSave() const;
     std::string nameOfImageToSave() const;
+    tonalign::Fault faultOfSizes() const;
     int saveImage(tonalign::OutputFile& image, tonalign::OutputFile* header);
 };
 
 template <typename T>
 void AnalyzeImage<T>::constructImageHeaderFileNames(const char* pref)
 {
-    std::string base(pref);
-    if (base.size() > 4) {
-        const std::string start_of_extension = base.substr(base.size() - 4, 3);
-        if (start_of_extension == ".im" || start_of_extension == ".hd") {
-            base.resize(base.size() - 4);
-        }
-    }
-    imagename = base + ".img";
-    headername = base + ".hdr";
+    const tonalign::PairNames names(pref);
+    imagename = names.image;
+    headername = names.header;
 }
 
 template <typename T>
@@ -155,11 +160,19 @@ void AnalyzeImage<T>::endUnopened(const char* inside) const
 }
 
 template <typename T>
+void AnalyzeImage<T>::endOn(const tonalign::Fault& fault)
+{
+    if (fault) {
+        tonalign::end_process(std::cerr, {fault.message, "\n"}, tonalign::ExitStatus::failure);
+    }
+}
+
+template <typename T>
 int AnalyzeImage<T>::readAnalyzeImageHeader()
 {
     requireName(headername, ".hdr", " Inside  AnalyzeImage::readAnalyzeImageHeader() ",
                 " Attempt to read header without setting header filename ");
-    tonalign::require_no_pipe(headername);
+    endOn(tonalign::fault_of_header_file(headername));
     return H.readAnalyzeHeader(headername.c_str(), 1);
 }
 
@@ -174,10 +187,19 @@ int AnalyzeImage<T>::readAnalyzeImageData()
 template <typename T>
 int AnalyzeImage<T>::readImageData()
 {
+    endOn(readVoxels());
+    return 1;
+}
+
+template <typename T>
+tonalign::Fault AnalyzeImage<T>::readVoxels()
+{
     if (!H.hasBeenReadFromFile()) {
         readAnalyzeImageHeader();
     }
-    tonalign::require_no_special_file(imagename);
+    if (tonalign::Fault fault = tonalign::fault_of_image_file(imagename)) {
+        return fault;
+    }
     std::ifstream file(imagename, std::ios::binary);
     if (!file) {
         endUnopened("  Inside  AnalyzeImage::readAnalyzeImageData() ");
@@ -190,13 +212,14 @@ int AnalyzeImage<T>::readImageData()
     tonalign::require_good_box(tonalign::axis_without_margin(getNx()), tonalign::axis_without_margin(getNy()),
                                tonalign::axis_without_margin(getNz()));
     const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
-    tonalign::require_whole_image_file(imagename, count, *type);
+    if (tonalign::Fault fault = tonalign::fault_of_image_length(imagename, count, *type)) {
+        return fault;
+    }
     D.setDim(getNz(), getNy(), getNx());
     if (H.m_bImgNeedsByteSwap) {
         std::cerr << "**------Byte Swapping Image during Load from file -----**\n";
     }
-    tonalign::read_voxels(file, imagename, *type, H.m_bImgNeedsByteSwap, D.block(), count);
-    return 1;
+    return tonalign::read_voxels(file, imagename, *type, H.m_bImgNeedsByteSwap, D.block(), count);
 }
 
 template <typename T>
@@ -210,14 +233,27 @@ template <typename T>
 int AnalyzeImage<T>::saveAnalyzeImageHeader()
 {
     requireNameOfHeaderToSave();
+    endOn(faultOfSizes());
     return H.saveAnalyzeHeader(headername.c_str());
 }
 
 template <typename T>
 int AnalyzeImage<T>::saveAnalyzeImageData()
 {
+    endOn(faultOfSizes());
     tonalign::OutputFile image(nameOfImageToSave());
     return saveImage(image, nullptr);
+}
+
+/// A header holds sizes of 16 bits.
+template <typename T>
+tonalign::Fault AnalyzeImage<T>::faultOfSizes() const
+{
+    constexpr int largest = std::numeric_limits<std::int16_t>::max();
+    if (std::max({D.getNxTotal(), D.getNyTotal(), D.getNzTotal()}) <= largest) {
+        return {};
+    }
+    return {headername + ": not saved, a header holds sizes up to " + std::to_string(largest)};
 }
 
 /// Empty when no image can be saved: no file is touched then.

@@ -51,12 +51,15 @@ public:
 
     Array3D(Array3D&& A) noexcept { swap(A); }
 
-    /// Takes over A's memory and indices, whatever this volume held; A is empty afterwards.
-    Array3D& operator=(Array3D&& A) noexcept
+    /// An empty volume takes over the memory and indices of A, which is empty afterwards. Everything else is
+    /// as in a copy: values alone go into a volume that holds memory, under the same rules.
+    Array3D& operator=(Array3D&& A)
     {
-        Array3D taken(std::move(A));
-        swap(taken);
-        return *this;
+        if (isEmpty() && !A.isEmpty()) {
+            swap(A);
+            return *this;
+        }
+        return *this = std::as_const(A);
     }
 
     ~Array3D() = default;

@@ -2,6 +2,7 @@
 
 #include "volume/AnalyzeHeader.h"
 #include "volume/HeaderFields.h"
+#include "volume/PairNames.h"
 #include "volume/VolumeBox.h"
 
 #include <algorithm>
@@ -87,13 +88,7 @@ void Image::Pad()
 
 int Image::ConstructAnalyzeNames(const char* pref)
 {
-    std::string_view base(pref);
-    if (base.size() > 4) {
-        const std::string_view start_of_extension = base.substr(base.size() - 4, 3);
-        if (start_of_extension == ".im" || start_of_extension == ".hd") {
-            base.remove_suffix(4);
-        }
-    }
+    const std::string_view base = tonalign::base_of_pair(pref);
     constexpr std::size_t longest = sizeof filename - sizeof ".hdr";
     if (base.size() > longest) {
         return refused("an image name of " + std::to_string(base.size()) +
@@ -173,7 +168,7 @@ std::optional<std::size_t> Image::voxelCount(std::int64_t xdim, std::int64_t ydi
 /// One line on standard error, and the result of an operation that failed.
 int Image::refused(const std::string& message)
 {
-    std::cerr << "tonalign: " << message << '\n';
+    std::cerr << message << '\n';
     return 0;
 }
 

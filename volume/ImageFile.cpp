@@ -1,6 +1,7 @@
 #include "volume/Image.h"
 
 #include "failure/end_process.h"
+#include "volume/ElementType.h"
 #include "volume/HeaderFields.h"
 #include "volume/OutputFile.h"
 #include "volume/voxel_file.h"
@@ -14,8 +15,7 @@
 
 namespace {
 
-constexpr int uint8_datatype = 2;
-constexpr int uint8_bitpix = 8;
+const tonalign::ElementType& uint8_type = *tonalign::element_type_by_name("unsigned char");
 constexpr const char* image_not_opened = "Error: cannot save image file";
 
 int failed(const char* text)
@@ -36,21 +36,6 @@ int kept(tonalign::OutputFile& output)
     return output.keep() ? 1 : failed("Error");
 }
 
-/// What is wrong with an image file that should hold `count` bytes, or an empty text.
-std::string fault_of_image_file(const std::string& name, std::size_t count)
-{
-    std::error_code error;
-    const std::uintmax_t found = std::filesystem::file_size(name, error);
-    if (error) {
-        return name + ": the length of the image file cannot be read: " + error.message();
-    }
-    if (found < count) {
-        return name + ": the image file holds " + std::to_string(found) + " bytes, but its header needs " +
-               std::to_string(count);
-    }
-    return {};
-}
-
 } // namespace
 
 int Image::Load(const char* file)
@@ -65,8 +50,8 @@ int Image::Load(const char* file)
 int Image::ReadAnalyzeHeader()
 {
     const std::string name = headerName();
-    if (tonalign::is_pipe(name)) {
-        refused(name + ": a pipe, but a header file is expected");
+    if (const tonalign::Fault fault = tonalign::fault_of_header_file(name)) {
+        refused(fault.message);
         return failed("Error");
     }
     std::ifstream file(name, std::ios::binary);
@@ -85,7 +70,7 @@ int Image::ReadAnalyzeHeader()
                                   tonalign::ExitStatus::success);
         }
     }
-    if (record.dime.datatype != uint8_datatype || record.dime.bitpix != uint8_bitpix) {
+    if (record.dime.datatype != uint8_type.datatype || record.dime.bitpix != uint8_type.bitpix) {
         std::cerr << "Image::ReadAnalyzeHeader(" << name << ") : ERROR : image not u_char\n";
         return 0;
     }
@@ -117,9 +102,9 @@ int Image::ReadAnalyzeData()
         dropVoxels();
         return refusedSizes(nx, ny, nz);
     }
-    if (tonalign::is_special_file(name)) {
+    if (const tonalign::Fault fault = tonalign::fault_of_image_file(name)) {
         dropVoxels();
-        refused(name + ": not a regular file, but an image file is expected");
+        refused(fault.message);
         return failed("Error");
     }
     std::ifstream file(name, std::ios::binary);
@@ -127,9 +112,10 @@ int Image::ReadAnalyzeData()
         dropVoxels();
         return failed("Error: cannot open image file");
     }
-    if (const std::string fault = fault_of_image_file(name, *count); !fault.empty()) {
+    const auto needed = static_cast<std::int64_t>(*count);
+    if (const tonalign::Fault fault = tonalign::fault_of_image_length(name, needed, uint8_type)) {
         dropVoxels();
-        refused(fault);
+        refused(fault.message);
         return failed("Error");
     }
     provideVoxels(*count);

@@ -1,6 +1,5 @@
 #include "volume/IntensityRange.h"
 
-#include "failure/end_process.h"
 #include "volume/wide.h"
 
 #include <algorithm>
@@ -103,11 +102,11 @@ IntensityRange intensity_range(const Array3D<double>& volume)
     return range;
 }
 
-void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
-                           const std::string& imagename)
+Fault fault_of_voxels(const Array3D<double>& volume, const IntensityRange& range,
+                      const std::string& imagename)
 {
     if (range.finite) {
-        return;
+        return {};
     }
     const double* const begin = volume.block();
     const double* const end = begin + volume.blockSize();
@@ -121,9 +120,11 @@ void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& 
     message << imagename << ": " << count
             << (count == 1 ? " voxel is not a finite number ("
                            : " voxels are not finite numbers, the first one (")
-            << *first << ") at x=" << position % nx << " y=" << position / nx % ny
-            << " z=" << position / (nx * ny) << ", but every voxel is expected to be finite";
-    refuse(message.str());
+            << *first << ") at x=" << volume.getXmin() + position % nx
+            << " y=" << volume.getYmin() + position / nx % ny
+            << " z=" << volume.getZmin() + position / (nx * ny)
+            << ", but every voxel is expected to be finite";
+    return {message.str()};
 }
 
 } // namespace tonalign

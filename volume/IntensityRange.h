@@ -1,5 +1,6 @@
 #pragma once
 
+#include "failure/Fault.h"
 #include "volume/Array3D.h"
 
 #include <string>
@@ -20,9 +21,9 @@ struct IntensityRange
 /// All of it in one pass. The volume must hold memory.
 IntensityRange intensity_range(const Array3D<double>& volume);
 
-/// Ends the process with status 1 and one line on standard error, which names the file and the first voxel at
-/// fault, unless every voxel of a volume with this range is a finite number.
-void require_finite_voxels(const Array3D<double>& volume, const IntensityRange& range,
-                           const std::string& imagename);
+/// Every voxel of a volume with this range must be a finite number; the fault names the file, and the first
+/// voxel that is not by the volume's own indices.
+[[nodiscard]] Fault fault_of_voxels(const Array3D<double>& volume, const IntensityRange& range,
+                                    const std::string& imagename);
 
 } // namespace tonalign

@@ -188,6 +188,17 @@ void OutputFile::discard()
     errno = reason;
 }
 
+bool OutputFile::leadToOneFile(const std::string& a, const std::string& b)
+{
+    OutputFile left;
+    OutputFile right;
+    struct stat left_folder;
+    struct stat right_folder;
+    return left.findPlace(a) && right.findPlace(b) && ::fstat(left.m_folder, &left_folder) == 0 &&
+           ::fstat(right.m_folder, &right_folder) == 0 && is_same_file(left_folder, right_folder) &&
+           left.m_name == right.m_name;
+}
+
 void OutputFile::refuseOneFile(OutputFile& header, OutputFile& image)
 {
     const bool direct = header.m_way == Way::direct && image.m_way == Way::direct;

@@ -58,6 +58,10 @@ public:
     /// Gives the new content up, unless it is whole and in its place.
     void discard();
 
+    /// Whether two names lead to one file, or would if it were there; hard links lead to different ones, as
+    /// each is replaced by itself.
+    static bool leadToOneFile(const std::string& a, const std::string& b);
+
     /// Gives up both files of a pair that would be one, through links or otherwise. For before begin().
     static void refuseOneFile(OutputFile& header, OutputFile& image);
 
@@ -70,6 +74,8 @@ public:
     static const OutputFile* keepPair(OutputFile& header, OutputFile& image);
 
 private:
+    OutputFile() = default;
+
     enum class Way
     {
         none,

@@ -1,7 +1,5 @@
 #include "volume/voxel_file.h"
 
-#include "failure/end_process.h"
-
 #include <algorithm>
 #include <cmath>
 #include <concepts>
@@ -22,12 +20,12 @@ namespace {
 /// to stay in the second-level cache.
 constexpr std::int64_t block_bytes = 1 << 18;
 
-[[noreturn]] void refuse_short_file(const std::string& imagename, std::int64_t found, std::int64_t count,
-                                    const ElementType& type)
+Fault fault_of_short_file(const std::string& imagename, std::int64_t found, std::int64_t count,
+                          const ElementType& type)
 {
-    refuse(imagename + ": the image file holds " + std::to_string(found) + " bytes, but its header needs " +
-           std::to_string(count * type.bytes()) + " (" + std::to_string(count) + " voxels of " +
-           std::to_string(type.bytes()) + ")");
+    return {imagename + ": the image file holds " + std::to_string(found) + " bytes, but its header needs " +
+            std::to_string(count * type.bytes()) + " (" + std::to_string(count) + " voxels of " +
+            std::to_string(type.bytes()) + ")"};
 }
 
 template <typename Element>
@@ -112,48 +110,37 @@ Encoder encoder_for(const ElementType& type)
 
 } // namespace
 
-bool is_special_file(const std::string& name)
+Fault fault_of_header_file(const std::string& headername)
 {
     std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(name, error);
-    return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+    if (std::filesystem::is_fifo(headername, error)) {
+        return {headername + ": a pipe, but a header file is expected"};
+    }
+    return {};
 }
 
-bool is_pipe(const std::string& name)
+Fault fault_of_image_file(const std::string& imagename)
 {
     std::error_code error;
-    return std::filesystem::is_fifo(name, error);
-}
-
-void require_no_pipe(const std::string& headername)
-{
-    if (is_pipe(headername)) {
-        refuse(headername + ": a pipe, but a header file is expected");
+    const std::filesystem::file_status status = std::filesystem::status(imagename, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        return {imagename + ": not a regular file, but an image file is expected"};
     }
+    return {};
 }
 
-void require_no_special_file(const std::string& imagename)
+Fault fault_of_image_length(const std::string& imagename, std::int64_t count, const ElementType& type)
 {
-    if (is_special_file(imagename)) {
-        refuse(imagename + ": not a regular file, but an image file is expected");
-    }
-}
-
-void require_whole_image_file(const std::string& imagename, std::int64_t count, const ElementType& type)
-{
-    require_no_special_file(imagename);
     std::error_code error;
     const auto found = static_cast<std::int64_t>(std::filesystem::file_size(imagename, error));
     if (error) {
-        refuse(imagename + ": the length of the image file cannot be read: " + error.message());
+        return {imagename + ": the length of the image file cannot be read: " + error.message()};
     }
-    if (found / type.bytes() < count) {
-        refuse_short_file(imagename, found, count, type);
-    }
+    return found / type.bytes() < count ? fault_of_short_file(imagename, found, count, type) : Fault();
 }
 
-void read_voxels(std::istream& file, const std::string& imagename, const ElementType& type, bool swap,
-                 double* voxels, std::int64_t count)
+Fault read_voxels(std::istream& file, const std::string& imagename, const ElementType& type, bool swap,
+                  double* voxels, std::int64_t count)
 {
     const Decoder decode_block = decoder_for(type, swap);
     std::vector<unsigned char> buffer(static_cast<std::size_t>(std::min(block_bytes, count * type.bytes())));
@@ -162,15 +149,16 @@ void read_voxels(std::istream& file, const std::string& imagename, const Element
         const std::int64_t voxels_now = std::min(block_voxels, count - done);
         file.read(reinterpret_cast<char*>(buffer.data()), voxels_now * type.bytes());
         if (file.bad()) {
-            refuse(imagename + ": the image file cannot be read beyond byte " +
-                   std::to_string(done * type.bytes() + file.gcount()) + " of " +
-                   std::to_string(count * type.bytes()));
+            return {imagename + ": the image file cannot be read beyond byte " +
+                    std::to_string(done * type.bytes() + file.gcount()) + " of " +
+                    std::to_string(count * type.bytes())};
         }
         if (!file) {
-            refuse_short_file(imagename, done * type.bytes() + file.gcount(), count, type);
+            return fault_of_short_file(imagename, done * type.bytes() + file.gcount(), count, type);
         }
         decode_block(buffer.data(), voxels + done, voxels_now);
     }
+    return {};
 }
 
 void write_voxels(std::ostream& file, const ElementType& type, const double* voxels, std::int64_t count)

@@ -15,8 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace tonalign::test {
 
-/// Thrown where the tool would end the process: linked into a target, this folder's tonalign::end_process
-/// takes the place of the library's.
+/// Thrown where the tool would end the process.
 struct ProcessEnded
 {
     ExitStatus status;

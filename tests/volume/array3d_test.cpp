@@ -52,7 +52,7 @@ TEST(Array3D, MovesTakeTheMemoryAndLeaveAnEmptyVolume)
     EXPECT_THAT(indices_of(v), ElementsAre(0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 2, 2));
     const double* const block = v.block();
     Array3D<double> moved(std::move(v));
-    Array3D<double> other(1, 1, 9);
+    Array3D<double> other;
     other = std::move(moved);
     EXPECT_EQ(other.block(), block);
     EXPECT_EQ(&other.address()[0][0][0], block);

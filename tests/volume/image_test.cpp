@@ -263,7 +263,7 @@ TEST(ImageNames, LoseAnExtensionAndAreRefusedWhenTooLong)
         EXPECT_EQ(refusal.result, 0);
         EXPECT_EQ(refusal.out, "");
         EXPECT_EQ(refusal.err,
-                  "tonalign: an image name of 4092 characters is too long, at most 4091 are possible\n");
+                  "an image name of 4092 characters is too long, at most 4091 are possible\n");
         EXPECT_STREQ(image.filename, "before");
     }
 }
@@ -304,7 +304,7 @@ TEST(ImageVoxels, PadCopyAndExtremesFollowTheVoxels)
 
     const Outcome refusal = captured([] { return Image(2, -1, 2).Nx(); });
     EXPECT_EQ(refusal.result, 0);
-    EXPECT_EQ(refusal.err, "tonalign: an image cannot have 2 x -1 x 2 voxels\n");
+    EXPECT_EQ(refusal.err, "an image cannot have 2 x -1 x 2 voxels\n");
     EXPECT_NE(captured([] { return Image(1 << 30, 1 << 30, 1 << 30).Nx(); }).err, "");
 }
 
