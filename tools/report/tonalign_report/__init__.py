@@ -8,7 +8,9 @@ findings    what is worth a warning
 pictures    slices as PNG, by Pillow
 charts      histograms and cumulative curves as SVG, by matplotlib
 page        the HTML, with page.css and page.js
-command     arguments, exit status, the file itself
+texts       names and lines of logs for the page, messages for the terminal
+page_file   the file itself, whole or not at all
+command     arguments and exit status
 """
 
 import logging

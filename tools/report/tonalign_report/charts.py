@@ -1,6 +1,5 @@
 """Histograms and cumulative curves, drawn by matplotlib, as SVG that takes its colours from the page."""
 
-import html
 import io
 import re
 from xml.etree import ElementTree
@@ -10,6 +9,8 @@ import numpy
 from matplotlib.backends.backend_svg import FigureCanvasSVG
 from matplotlib.figure import Figure
 from matplotlib.ticker import MaxNLocator
+
+from .texts import clean
 
 WIDTH, HEIGHT = 480, 210
 LEFT, RIGHT, TOP, BOTTOM = 52, 10, 12, 34
@@ -96,8 +97,8 @@ def for_page(figure, label):
         elif element.tag == f"{SVG}text":
             style = re.sub(r"font: [^;]*; ", "", style)
             x, y = (f"{float(element.get(axis)):.1f}" for axis in "xy")
-            drawn.append(f'<text x="{x}" y="{y}" style="{style}">{html.escape(element.text)}</text>')
-    text = html.escape(label)
+            drawn.append(f'<text x="{x}" y="{y}" style="{style}">{clean(element.text)}</text>')
+    text = clean(label)
     return f'<svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{text}">{"".join(drawn)}</svg>'
 
 

@@ -3,12 +3,11 @@
 import argparse
 import os
 import pathlib
-import sys
-import tempfile
+import stat
 
 from . import VERSION
-from .page import Row, page, section
-from .scan import find_shared_outputs, open_log, read_files
+from .page_file import require_writable, status_of, write_page
+from .texts import NAME_BYTES, put, say, shortened
 
 EXPLANATION = """
 A LOG is what one run of tonalign printed on standard output; its standard
@@ -18,66 +17,79 @@ Exit status: 0 when the page was written and every scan is sound or has
 warnings only, 1 when the page was written and some scan failed, 2 when the
 arguments are wrong or the page cannot be written.
 """
+TROUBLE = 2
+
+
+class Print(argparse.Action):
+    """Prints a text and ends: argparse's own actions take a text that nobody got for printed."""
+
+    def __call__(self, parser, *_):
+        if put(1, self.const or parser.format_help()):
+            parser.exit()
+        say("standard output cannot be written")
+        parser.exit(TROUBLE)
+
+
+class Parser(argparse.ArgumentParser):
+    def error(self, message):
+        put(2, self.format_usage())
+        say(f"error: {message}")
+        self.exit(TROUBLE)
 
 
 def parse_arguments(arguments):
-    parser = argparse.ArgumentParser(
+    parser = Parser(
         prog="tonalign-report",
         description="Writes one HTML page about one or many runs of tonalign.",
         epilog=EXPLANATION,
         formatter_class=argparse.RawDescriptionHelpFormatter,
+        add_help=False,
     )
+    parser.add_argument("-h", "--help", action=Print, nargs=0, help="show this help message and exit")
     parser.add_argument("-o", dest="output", metavar="FILE", default="report.html", help="the page (report.html)")
     parser.add_argument(
         "-C", dest="folder", metavar="FOLDER", default=".", help="the folder in which the runs were started (this one)"
     )
     parser.add_argument("--title", metavar="TEXT", default="Intensity normalisation", help="title of the page")
-    parser.add_argument("--version", action="version", version=f"tonalign-report {VERSION}")
+    version = f"tonalign-report {VERSION}\n"
+    parser.add_argument(
+        "--version", action=Print, nargs=0, const=version, help="show program's version number and exit"
+    )
     parser.add_argument("logs", metavar="LOG", nargs="+", help="the log of one run")
-    options = parser.parse_args(arguments)
-    page_file = os.path.realpath(options.output)
-    if page_file in map(os.path.realpath, options.logs):
-        parser.error(f"{options.output} is one of the logs; the page needs a name of its own")
-    if not os.path.isdir(os.path.dirname(page_file)) or os.path.isdir(page_file):
-        # Before the volumes are read, which takes its time.
-        parser.error(f"{options.output}: the page cannot be written: no such folder, or a folder itself")
-    return options
+    return parser.parse_args(arguments)
 
 
 def name_scans(scans):
     """By the name of the log, or by as much of its path as tells it from the others."""
     stems = [pathlib.Path(scan.log).stem for scan in scans]
     for scan, stem in zip(scans, stems):
-        scan.name = stem if stems.count(stem) == 1 else scan.log
+        scan.name = shortened(stem if stems.count(stem) == 1 else scan.log, NAME_BYTES)
 
 
-def write_whole(path, text):
-    """Puts the page in place when it is complete, or leaves what was there."""
-    path = pathlib.Path(os.path.realpath(path))
-    handle, temporary = tempfile.mkstemp(prefix=f".{path.name}.", dir=path.parent)
-    try:
-        with os.fdopen(handle, "w", encoding="utf-8") as file:
-            file.write(text)
-            file.flush()
-            os.fsync(file.fileno())
-        mask = os.umask(0)
-        os.umask(mask)
-        os.chmod(temporary, 0o666 & ~mask)
-        os.replace(temporary, path)
-    except BaseException:
-        os.unlink(temporary)
-        raise
+def require_no_file_of(scans, options):
+    """By the file itself, whatever names lead to it. What is no regular file holds nothing that could be lost."""
+    page = status_of(options.output)
+    if not page or not stat.S_ISREG(page.st_mode):
+        return
+    for scan in scans:
+        for file in scan.all_files(options.folder):
+            try:
+                same = os.path.samestat(page, os.stat(file))
+            except (OSError, ValueError):  # it is not there, or is no name at all
+                continue
+            if same:
+                raise OSError(None, f"belongs to the run of {scan.log}; the page needs a name of its own")
 
 
 def show_progress(done, total):
-    if sys.stderr.isatty():
-        print(f"\r{done} of {total} scans", end="\n" if done == total else "", file=sys.stderr, flush=True)
+    if os.isatty(2):
+        put(2, f"\r{done} of {total} scans" + ("\n" if done == total else ""))
 
 
-def main(arguments=None):
-    options = parse_arguments(arguments)
-    scans = [open_log(log) for log in dict.fromkeys(options.logs)]
-    name_scans(scans)
+def make_page(scans, options):
+    from .page import Row, page, section
+    from .scan import find_shared_outputs, read_files
+
     find_shared_outputs(scans, options.folder)
     entries = []
     for number, scan in enumerate(scans, 1):
@@ -88,13 +100,24 @@ def main(arguments=None):
         show_progress(number, len(scans))
     entries.sort(key=lambda entry: entry[0])
     _, rows, sections = zip(*entries)
+    return page(options.title, rows, sections)
+
+
+def main(arguments=None):
+    options = parse_arguments(arguments)
+    # Only now: help and the version are there without the packages that reading and drawing need.
+    from .scan import open_log
+
     try:
-        write_whole(options.output, page(options.title, rows, sections))
+        require_writable(options.output)
+        scans = [open_log(log) for log in dict.fromkeys(options.logs)]
+        require_no_file_of(scans, options)
+        name_scans(scans)
+        write_page(options.output, make_page(scans, options).encode("utf-8", "replace"))
     except OSError as error:
-        print(f"tonalign-report: {options.output}: {error.strerror}", file=sys.stderr)
-        return 2
+        say(shortened(f"{options.output}: {error.strerror}"))
+        return TROUBLE
     failed = [scan for scan in scans if scan.failures]
     for scan in failed:
-        reason = scan.failures[0].encode("utf-8", "replace").decode()
-        print(f"tonalign-report: {scan.log}: {reason}", file=sys.stderr)
+        say(f"{shortened(scan.log)}: {scan.failures[0]}")
     return 1 if failed else 0

@@ -1,6 +1,5 @@
 """The HTML page: an index table of all scans, the worst first, then a section for each."""
 
-import html
 import pathlib
 import statistics
 
@@ -9,6 +8,7 @@ from .charts import cumulative_chart, histogram_chart
 from .findings import foreground_at_top, percent
 from .pictures import picture_grid
 from .run_log import ENDINGS
+from .texts import clean
 from .volumes import GREY_LEVELS_COUNTED
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -27,11 +27,6 @@ COLUMNS = (
     ("Remarks", "text", "why it failed, or what the warnings are about"),
 )
 STATES = {"failed": "\N{MULTIPLICATION SIGN} failed", "warned": "! warnings", "sound": "\N{CHECK MARK} sound"}
-
-
-def clean(text):
-    """Any text as HTML. Names of files may hold bytes that are no text."""
-    return html.escape(str(text).encode("utf-8", "replace").decode())
 
 
 def state(scan):
@@ -151,7 +146,7 @@ def section(scan, anchor):
     head = f'<h2>{clean(scan.name)} {badge(state(scan))}</h2><p class="log">log {clean(scan.log)}</p>'
     if scan.failures:
         reasons = "".join(f"<li>{clean(reason)}</li>" for reason in scan.failures)
-        tail = "\n".join(marked(line) for line in scan.last_lines.split("\n"))
+        tail = "\n".join(map(marked, scan.last_lines))
         log = f"<details open><summary>End of the log</summary><pre>{tail}</pre></details>" if scan.last_lines else ""
         body = f'<ul class="failures">{reasons}</ul>{log}'
     else:

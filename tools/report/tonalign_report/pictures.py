@@ -1,11 +1,12 @@
 """Middle slices as small greyscale PNG files inside the page."""
 
 import base64
-import html
 import io
 
 import numpy
 from PIL import Image
+
+from .texts import clean
 
 PIXELS_AT_MOST = 150  # along either axis: three volumes of three planes stay below 150 KB
 SMOOTH_FROM = 60  # pictures of fewer pixels show their voxels as squares
@@ -53,7 +54,7 @@ def picture(volume, plane, what, window, full_width):
     index, count = sizes[through] // 2, sizes[through]
     content = base64.b64encode(png(to_grey(values, window))).decode()
     kind = "" if max(values.shape) >= SMOOTH_FROM else ' class="squares"'
-    text = html.escape(f"{what}: {across}-{upward} plane, slice {through} = {index} of {count}, {upward} upward")
+    text = clean(f"{what}: {across}-{upward} plane, slice {through} = {index} of {count}, {upward} upward")
     share = max(1.0, 100 * length[across] / full_width)
     ratio = min(max(length[across] / length[upward], 0.02), 50)
     return (

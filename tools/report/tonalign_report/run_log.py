@@ -45,17 +45,18 @@ class RunLog:
 
 
 def read_text(path):
-    """The log's text. Names of files may be any bytes, which come back as they were when a file is opened."""
+    """As much as one log can have, and a byte more. Names of files may be any bytes, which come back as they were when
+    a file is opened."""
     try:
         with open(path, "rb") as file:
-            content = file.read(LOGGED_BYTES_AT_MOST + 1)
+            return file.read(LOGGED_BYTES_AT_MOST + 1).decode("utf-8", "surrogateescape")
     except OSError as error:
         raise BadLog(f"the log cannot be read: {error.strerror}") from error
-    if len(content) > LOGGED_BYTES_AT_MOST:
-        raise BadLog("the log is larger than any log of one run")
-    if b"\0" in content and START.encode() in content:
-        raise BadLog("the log is damaged: it holds bytes that no run prints")
-    return content.decode("utf-8", "surrogateescape")
+
+
+def named_files(text):
+    """Pairs of a listing's line and the name it gives, of whatever runs are in the log, complete or not."""
+    return re.findall(r"^((?:in|out)putfile[12](?:_hist)?) *\t(.*)$", text, re.MULTILINE)
 
 
 def listing(lines):
@@ -94,6 +95,10 @@ def number(text, what):
 
 def parse(text):
     """The run that the text of a log tells about."""
+    if len(text.encode("utf-8", "surrogateescape")) > LOGGED_BYTES_AT_MOST:
+        raise BadLog("the log is larger than any log of one run")
+    if "\0" in text and START in text:
+        raise BadLog("the log is damaged: it holds bytes that no run prints")
     lines = text.split("\n")
     starts = lines.count(START)
     if starts == 0:

@@ -7,11 +7,13 @@ import pathlib
 
 from .findings import all_findings
 from .histograms import BadHistogram, as_target, distance, read_frequencies
-from .run_log import BadLog, RunLog, parse, read_text
+from .run_log import BadLog, RunLog, named_files, parse, read_text
+from .texts import shortened
 from .volumes import BadVolume, pair_files, read_volume
 
 PRINTED_DIGITS = 2e-5  # errors are printed with six significant digits
 LAST_LINES = 12
+OTHERS_NAMED = 5
 
 
 @dataclasses.dataclass
@@ -25,7 +27,21 @@ class Scan:
     findings: list = dataclasses.field(default_factory=list)
     volumes: dict = dataclasses.field(default_factory=dict)  # input, output, target; None for what is not there
     histograms: dict = dataclasses.field(default_factory=dict)  # frequencies by the same names
-    last_lines: str = ""
+    last_lines: list = dataclasses.field(default_factory=list)
+    named: list = dataclasses.field(default_factory=list)  # as run_log.named_files
+
+    def fail(self, reason):
+        self.failures.append(shortened(reason))
+
+    def all_files(self, folder):
+        """Every file that the log names, and the log."""
+        yield self.log
+        for listed, name in self.named:
+            histogram = listed.endswith("_hist")
+            if histogram or listed == "inputfile2":  # a target of either kind
+                yield pathlib.Path(folder, name)
+            if not histogram:
+                yield from pair_files(folder, name)
 
     def badness(self):
         """Sorts the worst first."""
@@ -38,12 +54,13 @@ def open_log(path):
     scan = Scan(log=path)
     try:
         text = read_text(path)
-        scan.last_lines = "\n".join(text.rstrip().split("\n")[-LAST_LINES:])
+        scan.named = named_files(text)
+        scan.last_lines = [shortened(line.expandtabs()) for line in text.rstrip().split("\n")[-LAST_LINES:]]
         scan.run = parse(text)
         if not (math.isfinite(scan.run.error_before) and math.isfinite(scan.run.error_after)):
-            scan.failures.append("the log gives an error that is not a finite number")
+            scan.fail("the log gives an error that is not a finite number")
     except BadLog as error:
-        scan.failures.append(str(error))
+        scan.fail(str(error))
     return scan
 
 
@@ -64,8 +81,8 @@ def find_shared_outputs(scans, folder):
             writers.setdefault(file, []).append(scan)
     for file, several in writers.items():
         for scan in several if len(several) > 1 else ():
-            others = ", ".join(other.log for other in several if other is not scan)
-            scan.failures.append(f"{os.path.basename(file)} was written by another run too: {others}")
+            others = ", ".join(other.log for other in several[:OTHERS_NAMED] if other is not scan)
+            scan.fail(f"{os.path.basename(file)} was written by another run too: {others}")
 
 
 def read_volumes(scan, folder):
@@ -81,10 +98,10 @@ def read_volumes(scan, folder):
         try:
             scan.volumes[what] = read_volume(folder, run.files[listed], run.bins)
         except BadVolume as error:
-            scan.failures.append(str(error))
+            scan.fail(str(error))
     source, output = scan.volumes["input"], scan.volumes["output"]
     if source and output and source.header.sizes() != output.header.sizes():
-        scan.failures.append("the output has other sizes than the input: one of them is not of this run")
+        scan.fail("the output has other sizes than the input: one of them is not of this run")
 
 
 def read_histograms(scan, folder):
@@ -96,7 +113,7 @@ def read_histograms(scan, folder):
             try:
                 found[listed] = read_frequencies(pathlib.Path(folder, name), name, run.bins)
             except BadHistogram as error:
-                scan.failures.append(str(error))
+                scan.fail(str(error))
     if scan.failures:
         return
     if run.usage == 2:
@@ -110,7 +127,7 @@ def read_histograms(scan, folder):
     ):
         measured = distance(first, second)
         if not math.isclose(measured, logged, rel_tol=PRINTED_DIGITS, abs_tol=1e-9):
-            scan.failures.append(
+            scan.fail(
                 f"the histogram files {when} the run are {measured:g} apart, but the log says {logged:g}: "
                 "they are not of this run, or were changed after it"
             )
@@ -124,6 +141,6 @@ def read_files(scan, folder):
         read_volumes(scan, folder)
         read_histograms(scan, folder)
     except (OSError, ValueError, MemoryError) as error:  # one strange file is no reason to lose the others' page
-        scan.failures.append(f"the files cannot be read: {error or type(error).__name__}")
+        scan.fail(f"the files cannot be read: {error or type(error).__name__}")
     if not scan.failures:
         scan.findings = all_findings(scan.run, scan.volumes)
