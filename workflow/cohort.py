@@ -1,6 +1,7 @@
 """Finds the scans of a cohort and tells what a run on one of them needs."""
 
 import os
+import re
 import struct
 from pathlib import Path
 
@@ -8,6 +9,21 @@ HEADER_BYTES = 348
 DIM_OFFSET = 40  # int16[8]; dim[1..3] are the voxels along x, y, z
 RUN_BYTES_PER_VOXEL = 8 + 12 + 4  # the volume, its ranks, and some room
 PROGRAM_MEGABYTES = 200
+
+
+CONTROL = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f\udc80-\udcff]")  # the last are bytes that are no text
+
+
+def for_stream(text, stream):
+    """What a terminal would obey, as \\xHH; whatever is no terminal takes it as it is."""
+    if not stream.isatty():
+        return text
+    return CONTROL.sub(lambda found: f"\\x{ord(found[0]) & 0xff:02x}", text)
+
+
+def header(base):
+    """The name by which the programs take a scan: of a base name they would take off what looks like an extension."""
+    return base + ".hdr"
 
 
 def without_extension(name):
@@ -63,10 +79,8 @@ def find_scans(source, results):
     if not bases:
         raise ValueError(f"{source}: no scan found")
     for base in bases.values():
-        if any(character in base for character in "\t\n{}"):
-            raise ValueError(f"{base!r}: names with tabs, line ends or braces are not supported")
-        if any("\udc80" <= character <= "\udcff" for character in base):
-            raise ValueError(f"{base!r}: names that are not UTF-8 are not supported")
+        if CONTROL.search(base) or any(character in base for character in "\n{}"):
+            raise ValueError(f"{base!r}: only names in UTF-8 without control characters and braces are supported")
     return dict(sorted(bases.items()))
 
 
@@ -83,11 +97,11 @@ def megabytes(base):
     A voxel has at least a byte in the image: what a damaged header asks for beyond that, no cluster could grant.
     """
     try:
-        if not os.path.isfile(base + ".hdr"):
+        if not os.path.isfile(header(base)):
             return PROGRAM_MEGABYTES  # a pipe would be waited for
-        header = Path(base + ".hdr").read_bytes()[:HEADER_BYTES]
-        order = "<" if struct.unpack_from("<i", header)[0] == HEADER_BYTES else ">"
-        nx, ny, nz = struct.unpack_from(order + "3h", header, DIM_OFFSET + 2)
+        record = Path(header(base)).read_bytes()[:HEADER_BYTES]
+        order = "<" if struct.unpack_from("<i", record)[0] == HEADER_BYTES else ">"
+        nx, ny, nz = struct.unpack_from(order + "3h", record, DIM_OFFSET + 2)
         voxels = min(max(nx, 0) * max(ny, 0) * max(nz, 0), os.path.getsize(base + ".img"))
     except (OSError, struct.error):
         voxels = 0

@@ -1,17 +1,15 @@
 #!/usr/bin/python3
-"""Runs the workflow over small cohorts: sound and broken scans, silent failures, an interruption.
-
-cohort_test.py SOURCE_FOLDER TONALIGN TONALIGN_AVERAGE
-"""
+"""cohort_test.py SOURCE_FOLDER TONALIGN TONALIGN_AVERAGE: the workflow over small cohorts of all kinds of scans."""
 
 import os
+import pty
+import random
 import shlex
-import signal
+import shutil
 import struct
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 from pathlib import Path
 
@@ -22,27 +20,20 @@ sys.dont_write_bytecode = True
 import cohort  # noqa: E402
 import make_inputs  # noqa: E402
 
-BINS = 8
-DIMS = (20, 20, 20)
-TIME_LIMIT_SECONDS = 240
-
+NAMES = ["site b/three", "sub", "sub.im1", "sub.im2", "sub.img", "x.hdr", "x.hdr.hdr", "y"]
+FAULTS = {
+    "cut": "check_run: out/volumes/cut.img: 31999 bytes, but its header needs 32000",
+    "bare": "check_run: out/volumes/bare.hdr: No such file",
+    "thin": "check_run: out/histograms/thin-after.hist: not 8 lines of two numbers",
+}
 # Ends with status 0 and the console of a whole run, as on a full disk, but leaves one file short or none.
-SILENT_FAILURE = """#!/bin/sh
-TONALIGN "$@" || exit
+SILENT_FAILURE = f"""#!/bin/sh
+{shlex.quote(str(TONALIGN))} "$@" || exit
 case $1 in
-    */cut) truncate -s -1 "$3" ;;
-    */bare) rm "${3%.img}.hdr" ;;
-    */thin) sed -i '$d' "$6" ;;
+    */cut.hdr) truncate -s -1 "$3" ;;
+    */bare.hdr) rm "${{3%.img}}.hdr" ;;
+    */thin.hdr) sed -i '$d' "$6" ;;
 esac
-"""
-
-# Waits, once, in the middle of the run on one scan.
-STOPS_ONCE = """#!/bin/sh
-if [ "$1" = scans/slow ] && [ ! -e waited ]; then
-    touch waited
-    sleep 600
-fi
-exec TONALIGN "$@"
 """
 
 
@@ -50,155 +41,86 @@ class Cohort(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="tonalign-workflow-")
         self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
-        os.chdir(self.folder)
+        os.chdir(folder.name)
         # Snakemake keeps copies of its files there; an account that only runs tests may have no home to write to.
-        os.environ["XDG_CACHE_HOME"] = str(self.folder / "cache")
-        for name in ("scans/site b", "programs"):
+        os.environ["XDG_CACHE_HOME"] = f"{folder.name}/cache"
+        for name in ("scans/site b", "programs", "by-hand"):
             Path(name).mkdir(parents=True)
-        for name, program in (("tonalign", TONALIGN), ("tonalign-average", AVERAGE),
-                              ("tonalign-report", SOURCE / "tools/report/tonalign-report")):
-            Path("programs", name).symlink_to(program)
+        for program in (TONALIGN, AVERAGE, SOURCE / "tools/report/tonalign-report"):
+            Path("programs", program.name).symlink_to(program)
 
-    def scan(self, name, kind="h", slope=1):
-        make_inputs.pair(f"scans/{name}", DIMS, kind, [slope * voxel + 3 for voxel in make_inputs.CUBE])
+    def make_scans(self, *names):
+        for name in names:
+            make_inputs.pair(f"scans/{name}", (20, 20, 20), "h", random.Random(name).choices(range(500), k=8000))
 
-    def replace_tonalign(self, script):
-        program = Path("programs/tonalign")
-        program.unlink()
-        program.write_text(script.replace("TONALIGN", shlex.quote(str(TONALIGN))))
-        program.chmod(0o755)
-
-    def command(self, *settings):
-        return ["/usr/bin/snakemake", "-s", SOURCE / "workflow/Snakefile", "--profile",
-                SOURCE / "workflow/profiles/local", "--config", "scans=scans", "results=out", "programs=programs",
-                f"bins={BINS}", *settings]
-
-    def workflow(self, *settings):
-        run = subprocess.run(self.command(*settings), capture_output=True, text=True, timeout=TIME_LIMIT_SECONDS)
+    def workflow(self, status, *settings, results="out"):
+        run = subprocess.run(["/usr/bin/snakemake", "-s", SOURCE / "workflow/Snakefile", "--profile", SOURCE /
+                              "workflow/profiles/local", "--config", "scans=scans", f"results={results}", "programs=programs",
+                              "bins=8", *settings], capture_output=True, text=True, timeout=240)
         self.console = run.stderr
-        return run.returncode
+        self.assertEqual(run.returncode, status, self.console)
+        return sorted(str(path.relative_to(f"{results}/volumes"))[:-4] for path in Path(results).rglob("*.img"))
 
-    def end(self, run):
-        if run.poll() is None:
-            os.killpg(run.pid, signal.SIGKILL)
-            run.wait()
+    def assert_as_by_hand(self, results, sound, done):
+        """The outputs are those of the two commands that the workflow stands for, on copies with plain names."""
+        copies = {name: f"by-hand/{number}" for number, name in enumerate(sound)}
+        for name, copy in copies.items():
+            for ending in (".hdr", ".img"):
+                shutil.copy(f"scans/{name}{ending}", copy + ending)
+        subprocess.run([AVERAGE, "by-hand/target", "8", *copies.values()], check=True)
+        same = [("target.hist", "by-hand/target")]
+        for name in done:
+            outputs = [f"{copies[name]}-{what}" for what in ("out", "before", "after")]
+            subprocess.run([TONALIGN, copies[name], "by-hand/target", outputs[0], "8", *outputs[1:]], check=True,
+                           stdout=subprocess.DEVNULL)
+            same += [(f"volumes/{name}{ending}", f"{outputs[0]}{ending}") for ending in (".hdr", ".img")]
+            same += [(f"histograms/{name}-before.hist", outputs[1]), (f"histograms/{name}-after.hist", outputs[2])]
+        for ours, theirs in same:
+            self.assertEqual(Path(results, ours).read_bytes(), Path(theirs).read_bytes(), ours)
+        self.assertEqual(Path(results, "target.scans").read_text().split("\n")[:-1], [f"scans/{n}.hdr" for n in sound])
 
-    def volumes(self):
-        return sorted(str(path.relative_to("out/volumes").with_suffix("")) for path in Path("out/volumes").rglob("*.img"))
+    def test_each_scan_gives_its_own_outputs_and_faults_are_told_until_they_are_mended(self):
+        self.make_scans(*NAMES, *FAULTS, "zero")
+        os.truncate("scans/zero.img", 1000)
+        for name, script in (("tonalign", SILENT_FAILURE), ("tonalign-report", "#!/bin/sh\nexit 2\n")):
+            program = Path("programs", name)
+            program.rename(name)
+            program.write_text(script)
+            program.chmod(0o755)
+        self.assertEqual(self.workflow(1), NAMES)
+        for said in (*FAULTS.values(), "Not in the target: left out: scans/zero.hdr: "):
+            self.assertIn(said, self.console)
+        self.assertNotIn("tells which, and why", self.console)
+        self.assert_as_by_hand("out", sorted([*NAMES, *FAULTS]), NAMES)
+        for name in ("tonalign", "tonalign-report"):
+            Path(name).replace(f"programs/{name}")
+        made = os.stat("out/volumes/sub.img").st_mtime_ns
+        self.assertEqual(self.workflow(1), sorted([*NAMES, *FAULTS]))
+        self.assertIn("failed: out/report.html tells which, and why.", self.console)
+        self.assertEqual(os.stat("out/volumes/sub.img").st_mtime_ns, made, "what was done is done again")
+        self.assertIn("log out/logs/zero.log<", Path("out/report.html").read_text())
+        self.make_scans("zero")
+        Path("list").write_text("scans/sub.im1\n\nscans/x.hdr.hdr\nscans/zero.img\n")
+        listed = ["sub.im1", "x.hdr", "zero"]
+        self.assertEqual(self.workflow(0, "scans=list", results="listed"), listed)
+        self.assert_as_by_hand("listed", listed, listed)
 
-    def assert_as_by_hand(self, scan):
-        """The workflow's outputs are those of the two commands that it stands for."""
-        Path("by-hand").mkdir(exist_ok=True)
-        subprocess.run([TONALIGN, f"scans/{scan}", "out/target.hist", "by-hand/volume", str(BINS), "by-hand/before",
-                        "by-hand/after"], check=True, stdout=subprocess.DEVNULL)
-        for ours, theirs in ((f"out/volumes/{scan}.hdr", "volume.hdr"), (f"out/volumes/{scan}.img", "volume.img"),
-                             (f"out/histograms/{scan}-before.hist", "before"),
-                             (f"out/histograms/{scan}-after.hist", "after")):
-            self.assertEqual(Path(ours).read_bytes(), Path("by-hand", theirs).read_bytes(), ours)
-
-    def test_broken_scan_fails_alone_and_comes_in_when_it_is_mended(self):
-        self.scan("one")
-        self.scan("two words", "d", 2)
-        self.scan("site b/three", "f", 0.5)
-        self.scan("broken")
-        os.truncate("scans/broken.img", 1000)
-        Path("scans/alone.hdr").write_bytes(Path("scans/one.hdr").read_bytes())
-
-        self.assertNotEqual(self.workflow(), 0)
-        sound = ["one", "site b/three", "two words"]
-        self.assertEqual(self.volumes(), sound)
-        self.assertEqual(Path("out/target.scans").read_text().splitlines(), [f"scans/{scan}" for scan in sound])
-        subprocess.run([AVERAGE, "target", str(BINS), *(f"scans/{scan}" for scan in sound)], check=True)
-        self.assertEqual(Path("target").read_bytes(), Path("out/target.hist").read_bytes())
-        for scan in sound:
-            self.assert_as_by_hand(scan)
-        self.assertIn("holds 1000 bytes", Path("out/logs/broken.log").read_text())
-        self.assertIn("Not in the target: left out: scans/broken", self.console)
-        page = Path("out/report.html").read_text()
-        for scan in (*sound, "broken", "alone"):
-            self.assertIn(f"scans/{scan}", page)
-        self.assertNotEqual(self.workflow(), 0, "a scan that failed passes for done in the next run")
-
-        self.scan("broken", slope=3)
-        self.scan("alone")
-        self.assertEqual(self.workflow(), 0, self.console)
-        self.assertEqual(self.volumes(), sorted([*sound, "broken", "alone"]))
-        self.assertEqual(len(Path("out/target.scans").read_text().splitlines()), 5)
-        self.assert_as_by_hand("broken")
-        self.assertEqual(self.workflow(), 0, self.console)
-        self.assertIn("Nothing to be done", self.console)
-
-    def test_status_0_does_not_hide_missing_and_short_outputs(self):
-        for scan in ("sound", "cut", "bare", "thin"):
-            self.scan(scan)
-        Path("list").write_text("scans/sound.img\nscans/cut\n\nscans/bare.hdr\nscans/thin\n")
-        Path("flat.hist").write_text("".join(f"{bin} 1\n" for bin in range(BINS)))
-        self.replace_tonalign(SILENT_FAILURE)
-        self.assertNotEqual(self.workflow("scans=list", "target=flat.hist"), 0)
-        self.assertEqual(self.volumes(), ["sound"])
-        for fault in ("out/volumes/cut.img: 31999 bytes, but its header needs 32000",
-                      "out/volumes/bare.hdr: No such file or directory",
-                      f"out/histograms/thin-after.hist: not {BINS} lines of two numbers"):
-            self.assertIn(f"check_run: {fault}", self.console)
-
-    def test_interrupted_run_goes_on_where_it_was(self):
-        for scan in ("quick", "slow"):
-            self.scan(scan)
-        self.replace_tonalign(STOPS_ONCE)
-        with open("console", "w") as console:
-            # Two scans at once, whatever cores there are: the quick one must come through while the slow one waits.
-            run = subprocess.Popen([*self.command("threads=1"), "--cores", "2"], stdout=console, stderr=console,
-                                   start_new_session=True)
-            self.addCleanup(self.end, run)
-            deadline = time.monotonic() + TIME_LIMIT_SECONDS
-            while not (Path("waited").exists() and Path("out/volumes/quick.img").exists()):
-                self.assertIsNone(run.poll(), Path("console").read_text())
-                self.assertLess(time.monotonic(), deadline, Path("console").read_text())
-                time.sleep(0.2)
-            time.sleep(2)  # for the workflow to see that the quick scan is through
-            self.end(run)
-        made = Path("out/volumes/quick.img").stat().st_mtime_ns
-        subprocess.run([*self.command(), "--unlock"], check=True, capture_output=True)
-        self.assertEqual(self.workflow(), 0, self.console)
-        self.assertEqual(self.volumes(), ["quick", "slow"])
-        self.assertEqual(Path("out/volumes/quick.img").stat().st_mtime_ns, made)
-
-    def test_verdicts_are_given_by_a_program_that_ran(self):
-        self.scan("one")
-        Path("scans").rename("2024")
-        Path("list").write_text("-one\n")
-        for extension in ("hdr", "img"):
-            Path(f"-one.{extension}").symlink_to(f"2024/one.{extension}")
-        average = Path("programs/tonalign-average")
-        average.rename("average")
-        self.assertNotEqual(self.workflow("scans=2024"), 0)
-        self.assertIn("programs/tonalign-average: No such file", self.console)
-        Path("average").rename(average)
-        for source in ("2024", "list"):
-            self.assertEqual(self.workflow(f"scans={source}"), 0, self.console)
-        self.assertEqual(Path("out/target.scans").read_text(), "-one\n")
-
-    def test_a_damaged_header_asks_for_no_memory_that_its_image_cannot_fill(self):
-        self.scan("one")
-        asked = cohort.megabytes("scans/one")
-        header = bytearray(Path("scans/one.hdr").read_bytes())
-        struct.pack_into("=3h", header, cohort.DIM_OFFSET + 2, 32767, 32767, 32767)
-        Path("scans/one.hdr").write_bytes(header)
-        self.assertLess(cohort.megabytes("scans/one"), asked + 2)
-
-    def test_cohorts_that_are_none_are_refused(self):
-        self.assertNotEqual(self.workflow("scans=nowhere"), 0)
-        self.assertIn("nowhere: neither a folder of scans nor a list of them", self.console)
-        self.assertNotEqual(self.workflow(), 0)
-        self.assertIn("scans: no scan found", self.console)
-        Path("list").write_text("here/a\nthere/a\n")
-        self.assertNotEqual(self.workflow("scans=list"), 0)
-        self.assertIn("two scans are called a", self.console)
-        for setting, refusal in (("bnis=3", "there is no setting bnis"), ("bins=x", "the setting bins is 'x'")):
-            self.assertNotEqual(self.workflow(setting), 0)
+    def test_what_cannot_be_run_is_refused(self):
+        self.make_scans("one")
+        Path("programs/tonalign-average").unlink()
+        for settings, refusal in (([], "programs/tonalign-average: No such file"), (["bnis=3"], "no setting bnis")):
+            self.workflow(1, *settings)
             self.assertIn(refusal, self.console)
+        for content, refusal in (("", "no scan found"), ("a\nb/a\n", "two scans are called a"), ("a\x1b", "control"),
+                                 ("a{b}\n", "braces")):
+            Path("list").write_text(content)
+            self.assertRaisesRegex(ValueError, refusal, cohort.find_scans, "list", "out")
+        terminal, error = pty.openpty()
+        subprocess.run([SOURCE / "workflow/check_run", "\x1b[31m", "x", "8"], stderr=error, check=False)
+        self.assertEqual(os.read(terminal, 500), b"check_run: \\x1b[31m: No such file or directory\r\n")
+        asked, record = cohort.megabytes("scans/one"), Path("scans/one.hdr").read_bytes()
+        Path("scans/one.hdr").write_bytes(record[:42] + struct.pack("=3h", *[32767] * 3) + record[48:])
+        self.assertLess(cohort.megabytes("scans/one"), asked + 2, "more memory than its image can fill")
 
 
-if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+unittest.main(argv=sys.argv[:1])
