@@ -27,7 +27,8 @@ def opened(path, flags, mode=0):
     try:
         yield handle
     finally:
-        os.close(handle)
+        with contextlib.suppress(OSError):  # what was written has been waited for
+            os.close(handle)
 
 
 def require_writable(path):
@@ -75,15 +76,18 @@ def replace(place, content, old):
     mode = stat.S_IMODE(old.st_mode) if old else 0o666 & ~mask
     folder = os.path.dirname(place)
     temporary = os.path.join(folder, f".tonalign-report-{secrets.token_hex(8)}")
-    with opened(temporary, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600 & mode) as handle:
+    handle = os.open(temporary, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600 & mode)
+    try:
         try:
             write_all(handle, content)
             give_access(handle, old, mode)
             os.fsync(handle)
-            os.rename(temporary, place)
-        except BaseException:
-            os.unlink(temporary)
-            raise
+        finally:
+            os.close(handle)
+        os.rename(temporary, place)
+    except BaseException:
+        os.unlink(temporary)
+        raise
     with contextlib.suppress(OSError):  # the page is there, whatever comes of this
         with opened(folder, os.O_RDONLY | os.O_DIRECTORY) as handle:
             os.fsync(handle)
