@@ -1,12 +1,12 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Preloaded into a program, makes one of its calls into the C library fail. The environment says which:
 //
 //   FAULT_FOLDER  calls on files count if the file is in this folder or named by a relative path
 //   FAULT_LOG     every counted call appends its kind and name here
 //   FAULT_CALL    kinds of call: open read write sync link rename close memory
-//   FAULT_AT      the how-manieth call of these kinds, from 1
-//   FAULT_ACTION  a number: errno of the failure; "half": half of the bytes; "kill": SIGKILL in place of the call;
-//                 "killed": SIGKILL behind it
-//   FAULT_ON      if set, the calls after it fail as well
+//   FAULT_AT      the how-manieth call of these kinds, from 1; FAULT_ON: the calls behind it fail as well
+//   FAULT_ACTION  errno of the failure; "half" of the bytes; "kill": SIGKILL in place of the call, "killed":
+//   behind it
 //
 // The C library's own inner calls do not come through here: a file that fopen opens is met in fopen itself.
 
@@ -22,17 +22,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 #include <type_traits>
-
-// The names are the C library's, and the macros' arguments are lists that take no parentheses.
-// NOLINTBEGIN(bugprone-reserved-identifier, bugprone-macro-parentheses)
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* old, std::size_t size);
-}
 
 namespace {
 
@@ -54,37 +45,25 @@ void end_process()
     syscall(SYS_kill, syscall(SYS_getpid), SIGKILL);
 }
 
-/// By system calls alone: the functions are wrapped, or failing.
-void note(const char* kind, const char* name)
-{
-    const int saved = errno;
-    char line[2048];
-    const int length = std::snprintf(line, sizeof line, "%s\t%s\n", kind, name);
-    const long file =
-        syscall(SYS_openat, AT_FDCWD, setting("FAULT_LOG").data(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    syscall(SYS_write, file, line, length);
-    syscall(SYS_close, file);
-    errno = saved;
-}
-
-/// Counts a call and says what shall happen to it.
+/// Counts a call and says what shall happen to it; by system calls alone, as the functions are wrapped.
 Fault meet(const char* kind, const char* name)
 {
     static std::atomic<long> calls;
+    const int saved = errno;
     const std::string_view wanted = setting("FAULT_CALL");
-    if (wanted.empty() && !setting("FAULT_LOG").empty()) {
-        note(kind, name);
-    }
-    if (wanted.find(kind) == std::string_view::npos) {
-        return {};
-    }
-    const long number = ++calls;
+    const bool counted = wanted.find(kind) != std::string_view::npos;
+    const long number = counted ? ++calls : 0;
     const long at = std::atol(setting("FAULT_AT").data());
-    if (number < at || (number > at && setting("FAULT_ON").empty())) {
-        return {};
+    if ((wanted.empty() || (counted && number == at)) && !setting("FAULT_LOG").empty()) {
+        char line[2048];
+        const int length = std::snprintf(line, sizeof line, "%s\t%s\n", kind, name);
+        const long log = syscall(SYS_openat, AT_FDCWD, setting("FAULT_LOG").data(), O_WRONLY | O_APPEND);
+        syscall(SYS_write, log, line, length);
+        syscall(SYS_close, log);
     }
-    if (number == at) {
-        note(kind, name);
+    errno = saved;
+    if (!counted || number < at || (number > at && setting("FAULT_ON").empty())) {
+        return {};
     }
     const std::string_view action = setting("FAULT_ACTION");
     if (action == "kill") {
@@ -115,16 +94,15 @@ Fault meet_descriptor(const char* kind, int descriptor)
 template <typename Call>
 auto guarded(const Fault& fault, Call call) -> decltype(call())
 {
-    using Result = decltype(call());
     if (fault.error != 0) {
         errno = fault.error;
-        if constexpr (std::is_pointer_v<Result>) {
+        if constexpr (std::is_pointer_v<decltype(call())>) {
             return nullptr;
         } else {
-            return static_cast<Result>(-1);
+            return static_cast<decltype(call())>(-1);
         }
     }
-    const Result result = call();
+    const auto result = call();
     if (fault.killed) {
         end_process();
     }
@@ -142,7 +120,10 @@ int guarded_close(const Fault& fault, Call call)
 
 } // namespace
 
+// The names are the C library's, and the macro's arguments are lists that take no parentheses.
+// NOLINTBEGIN(bugprone-reserved-identifier, bugprone-macro-parentheses)
 extern "C" {
+void* __libc_malloc(std::size_t size);
 
 // The function that would have been called without the shim.
 #define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
@@ -164,10 +145,8 @@ extern "C" {
     }
 
 #define COMMA ,
-WRAP_OPEN(open, , )
 WRAP_OPEN(open64, , )
 WRAP_OPEN(openat, int folder COMMA, folder COMMA)
-WRAP(fopen, FILE*, meet_path("open", file), (const char* file, const char* mode), (file, mode), )
 WRAP(fopen64, FILE*, meet_path("open", file), (const char* file, const char* mode), (file, mode), )
 WRAP(rename, int, meet_path("rename", file), (const char* file, const char* to), (file, to), noexcept)
 WRAP(renameat, int, meet_path("rename", file), (int at, const char* file, int at_to, const char* to),
@@ -176,6 +155,8 @@ WRAP(linkat, int, meet_path("link", file), (int at, const char* file, int at_to,
      (at, file, at_to, to, flags), noexcept)
 WRAP(fsync, int, meet_descriptor("sync", file), (int file), (file), )
 WRAP(fdatasync, int, meet_descriptor("sync", file), (int file), (file), )
+WRAP(writev, ssize_t, meet_descriptor("write", file), (int file, const struct iovec* parts, int count),
+     (file, parts, count), )
 
 ssize_t read(int file, void* bytes, std::size_t size)
 {
@@ -189,12 +170,6 @@ ssize_t write(int file, const void* bytes, std::size_t size)
     return guarded(fault, [&] { return NEXT(write)(file, bytes, fault.half ? (size + 1) / 2 : size); });
 }
 
-ssize_t writev(int file, const struct iovec* parts, int count)
-{
-    const Fault fault = meet_descriptor("write", file);
-    return guarded(fault, [&] { return NEXT(writev)(file, parts, fault.half ? 1 : count); });
-}
-
 int close(int file)
 {
     return guarded_close(meet_descriptor("close", file), [&] { return NEXT(close)(file); });
@@ -206,20 +181,9 @@ int fclose(FILE* file)
 }
 
 // Memory, and so operator new.
-
 void* malloc(std::size_t size) noexcept
 {
     return guarded(meet("memory", ""), [&] { return __libc_malloc(size); });
-}
-
-void* calloc(std::size_t count, std::size_t size) noexcept
-{
-    return guarded(meet("memory", ""), [&] { return __libc_calloc(count, size); });
-}
-
-void* realloc(void* old, std::size_t size) noexcept
-{
-    return guarded(meet("memory", ""), [&] { return __libc_realloc(old, size); });
 }
 
 } // extern "C"
