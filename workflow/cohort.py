@@ -1,24 +1,16 @@
 """Finds the scans of a cohort and tells what a run on one of them needs."""
 
 import os
-import re
-import struct
+import sys
 from pathlib import Path
 
-HEADER_BYTES = 348
-DIM_OFFSET = 40  # int16[8]; dim[1..3] are the voxels along x, y, z
+HERE = Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE.parent / place) for place in ("tools/report", "report")]  # in the source tree, installed
+from tonalign_report.pairs import HEADER_BYTES, byte_order, sizes
+from tonalign_report.texts import CONTROL
+
 RUN_BYTES_PER_VOXEL = 8 + 12 + 4  # the volume, its ranks, and some room
 PROGRAM_MEGABYTES = 200
-
-
-CONTROL = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f\udc80-\udcff]")  # the last are bytes that are no text
-
-
-def for_stream(text, stream):
-    """What a terminal would obey, as \\xHH; whatever is no terminal takes it as it is."""
-    if not stream.isatty():
-        return text
-    return CONTROL.sub(lambda found: f"\\x{ord(found[0]) & 0xff:02x}", text)
 
 
 def header(base):
@@ -100,9 +92,9 @@ def megabytes(base):
         if not os.path.isfile(header(base)):
             return PROGRAM_MEGABYTES  # a pipe would be waited for
         record = Path(header(base)).read_bytes()[:HEADER_BYTES]
-        order = "<" if struct.unpack_from("<i", record)[0] == HEADER_BYTES else ">"
-        nx, ny, nz = struct.unpack_from(order + "3h", record, DIM_OFFSET + 2)
+        order = byte_order(record) if len(record) == HEADER_BYTES else None
+        nx, ny, nz = sizes(record, order) if order else (0, 0, 0)
         voxels = min(max(nx, 0) * max(ny, 0) * max(nz, 0), os.path.getsize(base + ".img"))
-    except (OSError, struct.error):
+    except OSError:
         voxels = 0
     return PROGRAM_MEGABYTES + voxels * RUN_BYTES_PER_VOXEL // 2**20

@@ -117,7 +117,7 @@ class Cohort(unittest.TestCase):
             self.assertRaisesRegex(ValueError, refusal, cohort.find_scans, "list", "out")
         terminal, error = pty.openpty()
         subprocess.run([SOURCE / "workflow/check_run", "\x1b[31m", "x", "8"], stderr=error, check=False)
-        self.assertEqual(os.read(terminal, 500), b"check_run: \\x1b[31m: No such file or directory\r\n")
+        self.assertEqual(os.read(terminal, 500), b"check_run: \\x1b[31m: the log cannot be read: No such file or directory\r\n")
         asked, record = cohort.megabytes("scans/one"), Path("scans/one.hdr").read_bytes()
         Path("scans/one.hdr").write_bytes(record[:42] + struct.pack("=3h", *[32767] * 3) + record[48:])
         self.assertLess(cohort.megabytes("scans/one"), asked + 2, "more memory than its image can fill")

@@ -3,7 +3,8 @@
 import dataclasses
 import math
 
-from .volumes import GREY_LEVELS_COUNTED, HEADER_BYTES, NIFTI_PAIR
+from .pairs import HEADER_BYTES
+from .volumes import GREY_LEVELS_COUNTED, NIFTI_PAIR
 
 SATURATED_SHARE = 0.01  # of the foreground, at one value
 EVEN_SHARES = 2  # with few bins even shares are large: so many of them are no saturation yet

@@ -7,9 +7,10 @@ import pathlib
 
 from .findings import all_findings
 from .histograms import BadHistogram, as_target, distance, read_frequencies
+from .pairs import pair_files
 from .run_log import BadLog, RunLog, named_files, parse, read_text
 from .texts import shortened
-from .volumes import BadVolume, pair_files, read_volume
+from .volumes import BadVolume, read_volume
 
 PRINTED_DIGITS = 2e-5  # errors are printed with six significant digits
 LAST_LINES = 12

@@ -39,6 +39,11 @@ def put(descriptor, text):
     return True
 
 
+def for_stream(text, stream):
+    """What a terminal would obey goes to it printable; whatever is no terminal takes it as it is."""
+    return printable(text) if stream.isatty() else text
+
+
 def say(text):
     """A message on standard error; where that is full or closed, there is nobody to be told."""
     line = f"tonalign-report: {text}\n"

@@ -5,15 +5,13 @@ A volume is read in slabs of whole slices, twice, so that one of any size takes 
 
 import dataclasses
 import os
-import pathlib
-import struct
 
 import nibabel
 import numpy
 
+from .pairs import HEADER_BYTES, base_name, byte_order, pair_files
 from .regular_file import open_regular
 
-HEADER_BYTES = 348
 NIFTI_PAIR = b"ni1\0"
 SLAB_VOXELS = 1 << 20
 GREY_LEVELS_COUNTED = 1 << 16
@@ -67,16 +65,6 @@ class Volume:
     slices: dict  # of each plane the middle slice: rows from the lowest index on
 
 
-def base_name(name):
-    """The name without the ending, by the tool's own rule."""
-    return name[:-4] if len(name) > 4 and name[-4:-1] in (".im", ".hd") else name
-
-
-def pair_files(folder, name):
-    base = base_name(name)
-    return pathlib.Path(folder, base + ".hdr"), pathlib.Path(folder, base + ".img")
-
-
 def read_header(path, shown):
     try:
         with open_regular(path) as file:
@@ -85,11 +73,11 @@ def read_header(path, shown):
         raise BadVolume(f"{shown}: {error.strerror}") from error
     held = len(record)
     record = record.ljust(HEADER_BYTES, b"\0")  # as tonalign does with a header that is too short
-    for order in "<>":
-        if struct.unpack(order + "i", record[:4])[0] == HEADER_BYTES:
-            # Unchecked: nibabel refuses codes that tonalign never looks at.
-            return Header(nibabel.AnalyzeHeader(record, order, check=False), record[344:348], held)
-    raise BadVolume(f"{shown}: not an Analyze header, its size is 348 in neither byte order")
+    order = byte_order(record)
+    if order is None:
+        raise BadVolume(f"{shown}: not an Analyze header, its size is 348 in neither byte order")
+    # Unchecked: nibabel refuses codes that tonalign never looks at.
+    return Header(nibabel.AnalyzeHeader(record, order, check=False), record[344:348], held)
 
 
 def slabs(file, shown, dtype, sizes):
