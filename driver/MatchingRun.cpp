@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The stages of a run, from its inputs to its saved outputs.
 #include "driver/MatchingRun.h"
 
 #include "driver/requirements.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Every object of a run, and its stages in order.
 #pragma once
 
 #include "driver/RunParameters.h"

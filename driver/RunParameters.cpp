@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Reads, checks and lists the command line.
 #include "driver/RunParameters.h"
 
 #include "driver/requirements.h"

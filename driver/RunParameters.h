@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What the command line asks for.
 #pragma once
 
 #include <string>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The two optional stages: endpoints and exact matching.
 #include "driver/MatchingRun.h"
 
 #include "driver/requirements.h"

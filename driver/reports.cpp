@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What a run says of sizes, ranges, errors and time.
 #include "driver/reports.h"
 
 #include <cmath>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The reports of a run on standard output.
 #pragma once
 
 #include "driver/MatchingRun.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Refuses, in the tool's name.
 #include "driver/requirements.h"
 
 #include "failure/end_process.h"

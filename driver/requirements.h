@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What a run demands of its inputs.
 #pragma once
 
 #include "driver/RunParameters.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// main: the table of contents of a run.
 #include "driver/MatchingRun.h"
 #include "driver/RunParameters.h"
 #include "driver/reports.h"

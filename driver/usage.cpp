@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The usage text.
 #include "driver/RunParameters.h"
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Keys of single voxels, level by level.
 #include "exactmatch/FeatureLevels.h"
 
 namespace tonalign {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The levels that order voxels: intensity, then five shell sums.
 #pragma once
 
 #include "exactmatch/FilterResponse.h"

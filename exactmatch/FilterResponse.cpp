@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Sums the neighbours of whole rows, and of single voxels at the faces.
 #include "exactmatch/FilterResponse.h"
 
 #include "volume/wide.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The responses of a volume to a filter, in their documented order of summation.
 #pragma once
 
 #include "volume/Array3D.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Packs the first levels of a row into its keys.
 #include "exactmatch/FirstKeys.h"
 
 #include <bit>

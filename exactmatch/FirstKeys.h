@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The keys with which voxels enter the ranking.
 #pragma once
 
 #include "exactmatch/FeatureLevels.h"

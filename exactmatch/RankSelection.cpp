@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The documented partition, run only where a target range ends.
 #include "exactmatch/RankSelection.h"
 
 #include <algorithm>

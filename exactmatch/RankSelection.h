@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Ranks the voxels of one bin, as far as anyone can tell the difference.
 #pragma once
 
 #include "exactmatch/FeatureLevels.h"

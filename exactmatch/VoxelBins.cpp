@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Counts voxels by bin, then places them, slab by slab.
 #include "exactmatch/VoxelBins.h"
 
 #include "volume/wide.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The foreground, grouped by bin.
 #pragma once
 
 #include "exactmatch/FirstKeys.h"

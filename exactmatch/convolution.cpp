@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Filters a volume slice by slice.
 #include "exactmatch/convolution.h"
 
 #include "exactmatch/FilterResponse.h"

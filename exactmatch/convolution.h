@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The documented convolution of a volume with a filter.
 #pragma once
 
 #include "volume/Array3D.h"

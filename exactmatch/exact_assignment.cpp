@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Ranks a stored feature stack and hands out the target's values.
 #include "exactmatch/exact_assignment.h"
 
 #include "exactmatch/rank_ranges.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The documented exact assignment, on a stored feature stack: the reference twin of exact_matching.
 #pragma once
 
 #include "volume/Array3D.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Counts, ranks and assigns without a stored stack.
 /// Cost per foreground voxel: two passes of the volume to group the voxels by bin, about three visits in the
 /// partitions, one scattered write of the result. Extra memory: its offset and one sort key. The ranking is
 /// the documented sort, stopped where it could not change a value (RankSelection.h); what shapes each step is

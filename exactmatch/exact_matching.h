@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Exact matching as the tool runs it.
 #pragma once
 
 #include "volume/Array3D.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Fills the shell filters.
 #include "exactmatch/filter_bank.h"
 
 namespace {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The documented filters, by family and number.
 #pragma once
 
 #include "volume/Array3D.h"

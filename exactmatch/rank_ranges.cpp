@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Rounds shares to whole ranks.
 #include "exactmatch/rank_ranges.h"
 
 #include <cmath>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Which ranks receive which value of the target.
 #pragma once
 
 #include <cstdint>

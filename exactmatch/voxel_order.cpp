@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The documented quicksort of feature columns.
 #include "exactmatch/voxel_order.h"
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The documented order of voxels by their features.
 #pragma once
 
 #include "volume/Array3D.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Exhausted memory, dead pipes, closed streams.
 #include "failure/unattended_run.h"
 
 #include <fcntl.h>

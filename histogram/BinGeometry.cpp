@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The edges of bins.
 #include "histogram/BinGeometry.h"
 
 #include "volume/wide.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The only authority on the bin of a value.
 #pragma once
 
 #include "volume/IntensityRange.h"

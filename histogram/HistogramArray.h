@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Owns a histogram array.
 #pragma once
 
 #include "numeric/OffsetArrays.h"

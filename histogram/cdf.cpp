@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Cumulative histograms and the mappings between them.
 #include "histogram/cdf.h"
 
 #include "histogram/BinGeometry.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Matching by cumulative histograms.
 #pragma once
 
 #include "volume/Array3D.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Endpoints, landmarks and the piecewise linear map.
 #include "histogram/dynamic_range.h"
 
 #include "histogram/HistogramArray.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The endpoint stage on volumes and histograms.
 #pragma once
 
 #include "volume/Array3D.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Searches histograms for peaks and valleys.
 #include "histogram/extrema.h"
 
 #include "histogram/HistogramArray.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Landmarks at the extrema of a histogram.
 #pragma once
 
 /// Landmarks from the local extrema of a histogram.

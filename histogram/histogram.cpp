@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Counts, normalises and smooths.
 #include "histogram/histogram.h"
 
 #include "histogram/BinGeometry.h"

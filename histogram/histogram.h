@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Histograms of volumes.
 #pragma once
 
 #include "volume/Array3D.h"

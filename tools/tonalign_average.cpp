@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// tonalign-average: the mean histogram of a group of volumes, as a target.
 #include "failure/end_process.h"
 #include "failure/unattended_run.h"
 #include "histogram/histogram_files.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// tonalign-header: lists and compares headers.
 #include "failure/unattended_run.h"
 #include "tools/arguments.h"
 #include "tools/version.h"

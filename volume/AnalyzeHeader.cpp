@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Sets the fields of a header.
 #include "volume/AnalyzeHeader.h"
 
 #include "failure/end_process.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The header record of a pair, and what can be done with it.
 #pragma once
 
 #include "volume/HeaderRecord.h"

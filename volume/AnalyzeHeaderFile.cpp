@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Reads and writes header files.
 #include "volume/AnalyzeHeader.h"
 
 #include "failure/end_process.h"

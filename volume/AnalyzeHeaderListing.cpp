@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Lists and compares headers, field by field.
 #include "volume/AnalyzeHeader.h"
 #include "volume/HeaderFields.h"
 

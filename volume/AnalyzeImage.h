@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// A header, its volume and their two files.
 #pragma once
 
 #include "failure/end_process.h"

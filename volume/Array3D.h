@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The one form of a volume in memory.
 #pragma once
 
 #include "volume/VolumeBox.h"

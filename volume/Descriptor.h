@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Owns a file descriptor.
 #pragma once
 
 #include <unistd.h>

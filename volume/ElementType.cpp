@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The table of element types.
 #include "volume/ElementType.h"
 
 #include <algorithm>

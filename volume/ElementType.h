@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// How voxels are stored in a file.
 #pragma once
 
 #include <cstdint>

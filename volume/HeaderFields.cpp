@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The only enumeration of the header's fields.
 #include "volume/HeaderFields.h"
 
 #include "volume/classByteSwap.h"

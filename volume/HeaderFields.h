@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The header's fields as a table, which swapping, comparing and listing walk.
 #pragma once
 
 #include "volume/HeaderRecord.h"

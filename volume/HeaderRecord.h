@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The 348 bytes of a header, as in its file.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The 8-bit image in memory.
 #include "volume/Image.h"
 
 #include "volume/AnalyzeHeader.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// An 8-bit volume with files of its own.
 #pragma once
 
 #include "volume/HeaderRecord.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Reads and writes 8-bit pairs.
 #include "volume/Image.h"
 
 #include "failure/end_process.h"

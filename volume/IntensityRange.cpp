@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Scans a volume for its range, eight voxels at a time.
 #include "volume/IntensityRange.h"
 
 #include "volume/wide.h"

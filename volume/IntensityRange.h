@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The smallest and largest voxel, and whether all are finite.
 #pragma once
 
 #include "failure/Fault.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Finds a place, writes beside it, and renames.
 #include "volume/OutputFile.h"
 
 #include "volume/file_system.h"

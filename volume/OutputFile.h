@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The one way in which files are written.
 #pragma once
 
 #include "volume/Descriptor.h"

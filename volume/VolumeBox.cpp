@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// How a bad box ends the process.
 #include "volume/VolumeBox.h"
 
 #include "failure/end_process.h"

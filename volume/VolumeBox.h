@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The index ranges of a volume, and what must be true of them.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Reverses the bytes of single values.
 #include "volume/classByteSwap.h"
 
 #include <algorithm>

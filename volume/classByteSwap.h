@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The documented byte swaps.
 #pragma once
 
 /// Reverses, in place, the bytes of one value: byte i is exchanged with byte (width - 1 - i).

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Asks the system about files.
 #include "volume/file_system.h"
 
 #include <fcntl.h>

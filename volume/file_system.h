@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// What output files ask the system.
 #pragma once
 
 #include <sys/stat.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Converts voxels between files and doubles, block by block.
 #include "volume/voxel_file.h"
 
 #include <algorithm>

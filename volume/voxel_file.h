@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The bytes of image files.
 #pragma once
 
 #include "failure/Fault.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Wider instructions, chosen when the program starts.
 #pragma once
 
 /// TONALIGN_WIDE marks a kernel that is compiled once for every x86-64 machine and once for those with AVX2;

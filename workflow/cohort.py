@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Finds the scans of a cohort and tells what a run on one of them needs."""
 
 import os

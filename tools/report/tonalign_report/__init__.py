@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The page about one or many runs of tonalign.
 
 run_log     what the log of one run says

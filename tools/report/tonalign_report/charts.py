@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Histograms and cumulative curves, drawn by matplotlib, as SVG that takes its colours from the page."""
 
 import io

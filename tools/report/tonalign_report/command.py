@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The command line: arguments in, one page out."""
 
 import argparse

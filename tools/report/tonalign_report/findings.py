@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What is worth a warning. None of these fails a scan; each says what to look at before its result is used."""
 
 import dataclasses

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Histogram files: pairs of bin centre and frequency."""
 
 import math

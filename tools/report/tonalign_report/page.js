@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 "use strict";
 {
     const table = document.getElementById("index");

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The HTML page: an index table of all scans, the worst first, then a section for each."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The file of the page: complete under its name, or what was there before.
 
 A page is written beside the old one and renamed. What is no regular file is written into, and so is a file that is a

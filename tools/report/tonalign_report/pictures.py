@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Middle slices as small greyscale PNG files inside the page."""
 
 import base64

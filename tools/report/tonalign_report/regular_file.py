@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Files that can be read again: opening a pipe or a terminal would wait for somebody to write into it."""
 
 import errno

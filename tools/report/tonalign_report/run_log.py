@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What the log of one run of tonalign says: its files, its settings, its errors, and whether it was complete."""
 
 import dataclasses

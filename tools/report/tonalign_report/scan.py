@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """One run with everything the page shows of it, or the reasons why it failed."""
 
 import dataclasses

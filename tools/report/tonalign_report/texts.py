@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Texts from logs and names, made fit for the page and the terminal: short, and without what either would obey."""
 
 import html

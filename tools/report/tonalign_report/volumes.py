@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Analyze pairs as tonalign reads them: the voxels as they are stored, whatever scale the header may name.
 
 A volume is read in slabs of whole slices, twice, so that one of any size takes little memory.
