@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The programs that are tried, their inputs and outputs, and what is found after a run."""
 
 import dataclasses
