@@ -6,7 +6,7 @@ set(completion_dir ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES completion/tonalign.bash DESTINATION ${completion_dir} RENAME tonalign)
 # bash-completion looks for a file of the command's name.
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/completion)
-foreach(command IN ITEMS tonalign-header tonalign-average tonalign-report)
+foreach(command IN ITEMS tonalign-header tonalign-average tonalign-from-nifti tonalign-report tonalign-to-nifti)
     file(CREATE_LINK tonalign ${PROJECT_BINARY_DIR}/completion/${command} SYMBOLIC)
     install(FILES ${PROJECT_BINARY_DIR}/completion/${command} DESTINATION ${completion_dir})
 endforeach()
@@ -48,7 +48,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/packaging/debian/postinst ${PROJECT_SOURCE_DIR}/packaging/debian/prerm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# tonalign-report alone is Python, and its libraries are large: a computing node can do without them.
+# The report and the converters are Python, and their libraries are large: a computing node can do without them.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3:any")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "python3-matplotlib, python3-nibabel, python3-numpy, python3-pil")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "snakemake, cmake, g++, pkgconf")

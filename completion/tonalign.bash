@@ -86,8 +86,9 @@ _tonalign()
     tonalign-report:--title:*) ;;
     tonalign-report:*:-*) __tonalign_words "$current" -h --help --version -o -C --title ;;
     tonalign-average:*:-*) __tonalign_words "$current" --help --version -- ;;
-    tonalign-header:*:-*) __tonalign_words "$current" --help --version ;;
-    tonalign-report:*) __tonalign_files "$current" '' ;;
+    tonalign-header:*:-*) __tonalign_words "$current" --help --version -- ;;
+    tonalign-*-nifti:*:-*) __tonalign_words "$current" -h --help --version ;;
+    tonalign-report:* | tonalign-*-nifti:*) __tonalign_files "$current" '' ;;
     *)
         case $command:$COMP_CWORD in
         tonalign-header:1) __tonalign_words "$current" print diff ;;
@@ -99,4 +100,4 @@ _tonalign()
     esac
 }
 
-complete -F _tonalign tonalign tonalign-header tonalign-average tonalign-report
+complete -F _tonalign tonalign tonalign-header tonalign-average tonalign-from-nifti tonalign-report tonalign-to-nifti

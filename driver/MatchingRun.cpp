@@ -9,6 +9,7 @@
 #include "volume/AnalyzeImage.h"
 #include "volume/OutputFile.h"
 #include "volume/PairNames.h"
+#include "volume/voxel_file.h"
 #include "volume/wide.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# SPDX-License-Identifier: BSD-3-Clause
 # What the scripts beside this file share. Source it; it runs nothing by itself.
 
 # What building and running the tests takes. The Python packages are for Debian's own /usr/bin/python3.
@@ -7,11 +8,12 @@ readonly test_packages=(
     g++ cmake ninja-build libgtest-dev libgmock-dev pkgconf
     locales                                 # the sources of a locale with a decimal comma
     nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
-    python3-matplotlib python3-pil          # for the report's page, and the next line to look at it
-    python3-selenium chromium chromium-driver fonts-dejavu-core
-    snakemake                               # the workflow
+    python3-matplotlib python3-pil          # for the report's page
     scdoc groff-base                        # the manual pages, and a check of them
 )
+# And what the tests labelled slow take.
+# shellcheck disable=SC2034
+readonly slow_test_packages=(python3-selenium chromium chromium-driver fonts-dejavu-core snakemake)
 
 # announce TEXT...: says which step comes next.
 announce()

@@ -93,9 +93,9 @@ class NiftiPairsTest(programs.FolderCase):
     def test_the_detour_over_the_converters_keeps_both(self):
         for order in "<>":
             write_nifti_pair("scan", order)
-            self.assertEqual(script("nifti_to_analyze.py", "scan.hdr", "plain")[0], 0)
+            self.assertEqual(script("tonalign-from-nifti", "scan.hdr", "plain")[0], 0)
             self.equalise("plain", "out")
-            self.assertEqual(script("analyze_to_nifti.py", "out", "scan.hdr", "out.nii")[0], 0)
+            self.assertEqual(script("tonalign-to-nifti", "out", "scan.hdr", "out.nii")[0], 0)
             numpy.testing.assert_array_equal(nibabel.load("out.nii").affine, AFFINE)
 
     def test_the_origin_of_an_spm_pair_in_the_other_byte_order_is_lost(self):
@@ -127,7 +127,7 @@ class NiftiTypesTest(programs.FolderCase):
     def test_the_converter_helps(self):
         for element, values in (("i1", SCAN - 30), ("u2", SCAN + 65000), ("i8", SCAN - 30), ("u4", SCAN + 70000)):
             write_nifti_pair("scan", NATIVE, values, element)
-            self.assertEqual(script("nifti_to_analyze.py", "scan.hdr", "plain")[0], 0)
+            self.assertEqual(script("tonalign-from-nifti", "scan.hdr", "plain")[0], 0)
             numpy.testing.assert_array_equal(nibabel.AnalyzeImage.load("plain.hdr").get_fdata(), values)
             self.equalise("plain", "out")
 

@@ -14,7 +14,7 @@ from unittest import mock
 
 import numpy
 
-SCRIPTS = Path(__file__).resolve().parents[2] / "scripts"
+SCRIPTS = Path(__file__).resolve().parents[2] / "tools/nifti"
 TONALIGN, NIFTI_TOOL = (str(Path(argument).resolve()) for argument in sys.argv[1:3])
 BINS = 16
 

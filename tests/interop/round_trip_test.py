@@ -72,8 +72,8 @@ class RoundTripTest(programs.FolderCase):
         for name, (qform, sform) in ORIENTATIONS.items():
             with self.subTest(name):
                 write_nifti("scan.nii.gz", SCAN / 16, qform, sform, "f4")
-                self.go("nifti_to_analyze.py", "scan.nii.gz", "scan")
-                self.go("analyze_to_nifti.py", "scan.img", "scan.nii.gz", "back.nii.gz")
+                self.go("tonalign-from-nifti", "scan.nii.gz", "scan")
+                self.go("tonalign-to-nifti", "scan.img", "scan.nii.gz", "back.nii.gz")
                 self.check_that_back_lies_where_scan_does()
                 numpy.testing.assert_array_equal(nibabel.load("back.nii.gz").get_fdata(), SCAN / 16)
                 assert_same_voxels("back.nii.gz", SCAN / 16)
@@ -82,9 +82,9 @@ class RoundTripTest(programs.FolderCase):
         for name, (qform, sform) in ORIENTATIONS.items():
             with self.subTest(name):
                 write_nifti("scan.nii.gz", SCAN, qform, sform)
-                self.go("nifti_to_analyze.py", "scan.nii.gz", "scan")
+                self.go("tonalign-from-nifti", "scan.nii.gz", "scan")
                 self.equalise("scan", "out")
-                self.go("analyze_to_nifti.py", "out", "scan.nii.gz", "back.nii.gz")
+                self.go("tonalign-to-nifti", "out", "scan.nii.gz", "back.nii.gz")
                 self.check_that_back_lies_where_scan_does()
                 back = nibabel.load("back.nii.gz").get_fdata()
                 stored = numpy.fromfile("out.img", "f4").reshape(SHAPE, order="F")
@@ -113,9 +113,9 @@ class RoundTripTest(programs.FolderCase):
         for write in (volume_of_a_series, scaled, big_endian, extended):
             with self.subTest(write.__name__):
                 write()
-                self.go("nifti_to_analyze.py", "scan.nii.gz", "scan")
+                self.go("tonalign-from-nifti", "scan.nii.gz", "scan")
                 self.equalise("scan", "out")
-                self.go("analyze_to_nifti.py", "out", "scan.nii.gz", "back.nii.gz")
+                self.go("tonalign-to-nifti", "out", "scan.nii.gz", "back.nii.gz")
                 self.check_that_back_lies_where_scan_does()
                 back, scan = nibabel.load("back.nii.gz"), nibabel.load("scan.nii.gz")
                 self.assertEqual(back.header.endianness, scan.header.endianness)
@@ -134,7 +134,7 @@ class ErrorsTest(programs.FolderCase):
         write_nifti("long.nii.gz", SCAN + (1 << 62) + 1, element="i8")
         nii = gzip.decompress(Path("scan.nii.gz").read_bytes())
         Path("cut.nii.gz").write_bytes(gzip.compress(nii)[:-50])
-        script("nifti_to_analyze.py", "scan.nii.gz", "scan")
+        script("tonalign-from-nifti", "scan.nii.gz", "scan")
         self.equalise("scan", "out")
         Path("short.hdr").write_bytes(Path("out.hdr").read_bytes())
         Path("short.img").write_bytes(Path("out.img").read_bytes()[:-1])
@@ -142,7 +142,7 @@ class ErrorsTest(programs.FolderCase):
             Path(file).write_text("from before", encoding="ascii")
         before = {file: file.read_bytes() for file in Path().iterdir()}
 
-        to_analyze, to_nifti = "nifti_to_analyze.py", "analyze_to_nifti.py"
+        to_analyze, to_nifti = "tonalign-from-nifti", "tonalign-to-nifti"
         for program, arguments, status, text in (
             (to_analyze, ["none.nii.gz", "new"], 1, "none.nii.gz: No such file"),
             (to_analyze, ["flat.hist", "new"], 1, "flat.hist: Cannot work out file type"),
@@ -152,7 +152,7 @@ class ErrorsTest(programs.FolderCase):
             (to_analyze, ["long.nii.gz", "new"], 1, "long.nii.gz: no Analyze element type holds"),
             (to_analyze, ["out.hdr", "out.img"], 1, "out.img: the result would replace"),
             (to_analyze, ["scan.nii.gz", "none/new"], 1, "none/new.hdr: No such file"),
-            (to_analyze, ["scan.nii.gz"], 2, "usage: nifti_to_analyze.py"),
+            (to_analyze, ["scan.nii.gz"], 2, "usage: tonalign-from-nifti"),
             (to_nifti, ["none", "scan.nii.gz", "new.nii.gz"], 1, "none.hdr: "),
             (to_nifti, ["out", "none.nii.gz", "new.nii.gz"], 1, "none.nii.gz: No such file"),
             (to_nifti, ["out", "scan.hdr", "new.nii.gz"], 1, "scan.hdr: a NIfTI volume is expected"),
@@ -175,7 +175,7 @@ class ErrorsTest(programs.FolderCase):
     def test_a_full_disk_leaves_the_files_of_before(self):
         noise = numpy.random.default_rng(1).integers(0, 30000, (20, 20, 20))
         write_nifti("scan.nii.gz", noise)
-        self.assertEqual(script("nifti_to_analyze.py", "scan.nii.gz", "scan")[0], 0)
+        self.assertEqual(script("tonalign-from-nifti", "scan.nii.gz", "scan")[0], 0)
         self.equalise("scan", "out")
         for file in ("new.hdr", "new.img", "new.nii.gz"):
             Path(file).write_text("from before", encoding="ascii")
@@ -183,8 +183,8 @@ class ErrorsTest(programs.FolderCase):
         # Headers still fit.
         limit = 4096
         for name, arguments in (
-            ("nifti_to_analyze.py", ["scan.nii.gz", "new"]),
-            ("analyze_to_nifti.py", ["out", "scan.nii.gz", "new.nii.gz"]),
+            ("tonalign-from-nifti", ["scan.nii.gz", "new"]),
+            ("tonalign-to-nifti", ["out", "scan.nii.gz", "new.nii.gz"]),
         ):
             process = subprocess.run(
                 [SCRIPTS / name, *arguments],
@@ -198,7 +198,7 @@ class ErrorsTest(programs.FolderCase):
             self.assertEqual({file: file.read_bytes() for file in Path().iterdir()}, before)
 
     def test_help_says_what_the_converters_do(self):
-        for name in ("nifti_to_analyze.py", "analyze_to_nifti.py"):
+        for name in ("tonalign-from-nifti", "tonalign-to-nifti"):
             process = subprocess.run([SCRIPTS / name, "--help"], capture_output=True, text=True, check=True)
             self.assertRegex(process.stdout, r"(?s)^usage: .*written whole or not at all")
 

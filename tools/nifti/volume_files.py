@@ -1,4 +1,5 @@
-"""What the converters beside this file share: names of pairs, one-line errors, files that are whole or not there."""
+# SPDX-License-Identifier: BSD-3-Clause
+"""What the converters share: one-line errors, files that are whole or not there."""
 
 import contextlib
 import os
@@ -10,15 +11,10 @@ import zlib
 import nibabel
 from nibabel.filebasedimages import ImageFileError
 from nibabel.spatialimages import HeaderDataError
+from tonalign_report.pairs import pair_files
 
 # What reading or writing a volume can end in: no file, a cut or foreign one, a full disk, sizes no header holds
 PROBLEMS = (OSError, EOFError, zlib.error, ValueError, ImageFileError, HeaderDataError)
-
-
-def pair_files(name):
-    """The header and the image file of a pair, which may be named by its base name or by either of them."""
-    base = name[:-4] if len(name) > 4 and name.endswith((".hdr", ".img")) else name
-    return pathlib.Path(base + ".hdr"), pathlib.Path(base + ".img")
 
 
 @contextlib.contextmanager
