@@ -262,8 +262,7 @@ TEST(ImageNames, LoseAnExtensionAndAreRefusedWhenTooLong)
         const Outcome refusal = captured([&] { return (image.*call)(long_name.c_str()); });
         EXPECT_EQ(refusal.result, 0);
         EXPECT_EQ(refusal.out, "");
-        EXPECT_EQ(refusal.err,
-                  "an image name of 4092 characters is too long, at most 4091 are possible\n");
+        EXPECT_EQ(refusal.err, "an image name of 4092 characters is too long, at most 4091 are possible\n");
         EXPECT_STREQ(image.filename, "before");
     }
 }
