@@ -55,6 +55,7 @@ public:
 
     /// An empty volume takes over the memory and indices of A, which is empty afterwards. Everything else is
     /// as in a copy: values alone go into a volume that holds memory, under the same rules.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor): a replaced handler of ends may throw
     Array3D& operator=(Array3D&& A)
     {
         if (isEmpty() && !A.isEmpty()) {
