@@ -14,7 +14,6 @@
 #include "histogram/BinGeometry.h"
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -109,9 +108,10 @@ void match_with_positions(Array3D<double>& volume, const IntensityRange& range, 
 
 } // namespace
 
-void match_exactly(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N)
+void match_exactly(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N,
+                   std::int64_t most_voxels_of_32_bits)
 {
-    if (volume.blockSize() <= std::int64_t{std::numeric_limits<std::uint32_t>::max()}) {
+    if (volume.blockSize() <= most_voxels_of_32_bits) {
         match_with_positions<std::uint32_t>(volume, range, hist2, N);
     } else {
         match_with_positions<std::uint64_t>(volume, range, hist2, N);

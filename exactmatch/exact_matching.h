@@ -5,6 +5,9 @@
 #include "volume/Array3D.h"
 #include "volume/IntensityRange.h"
 
+#include <cstdint>
+#include <limits>
+
 namespace tonalign {
 
 /// Gives a volume exactly the target histogram, computing the features it needs on the way.
@@ -17,6 +20,8 @@ namespace tonalign {
 /// @param hist2   2 x (N+1) target histogram, 1-based: row 1 the values to hand out, row 2 the normalised
 ///                frequencies, which are rounded voxel counts afterwards
 /// @param N       number of bins of both histograms, at least 1
-void match_exactly(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N);
+/// @param most_voxels_of_32_bits  the largest volume whose positions are kept in 32 bits; tests lower it
+void match_exactly(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N,
+                   std::int64_t most_voxels_of_32_bits = std::numeric_limits<std::uint32_t>::max());
 
 } // namespace tonalign
