@@ -1,13 +1,14 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Analyze pairs byte by byte, from a layout of their own: no wrong field of the tool's record can hide here
+// too.
 #pragma once
 
 #include <array>
-#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
-/// Analyze pairs made byte by byte, from a layout of their own: a wrong field in the tool's header record
-/// cannot hide behind the same mistake here.
 namespace tonalign::test {
 
 enum class ElementType
@@ -29,19 +30,11 @@ enum class ByteOrder
 using HeaderRecord = std::array<unsigned char, 348>;
 
 namespace header_offset {
-inline constexpr std::size_t sizeof_hdr = 0;
 inline constexpr std::size_t dim = 40;
 inline constexpr std::size_t vox_units = 56;
 inline constexpr std::size_t datatype = 70;
 inline constexpr std::size_t bitpix = 72;
-inline constexpr std::size_t pixdim = 76;
 } // namespace header_offset
-
-template <typename T>
-void put(HeaderRecord& record, std::size_t offset, T value)
-{
-    std::memcpy(record.data() + offset, &value, sizeof value);
-}
 
 template <typename T>
 T get(const HeaderRecord& record, std::size_t offset)
@@ -51,22 +44,27 @@ T get(const HeaderRecord& record, std::size_t offset)
     return value;
 }
 
+inline void put(HeaderRecord& record, std::size_t offset, int value)
+{
+    const auto number = static_cast<std::int16_t>(value);
+    std::memcpy(record.data() + offset, &number, sizeof number);
+}
+
 /// Sets what a reader needs: the header's size, the volume's size and the element type. Leaves the rest.
 void describe_volume(HeaderRecord& record, int nx, int ny, int nz, ElementType type);
 
 /// The header that a run saves for a volume it read with this one: a float volume in millimetres.
 HeaderRecord output_header(HeaderRecord record);
 
-/// The bytes of a header file in the asked byte order.
 std::string header_bytes(const HeaderRecord& record, ByteOrder order);
 
 /// The bytes of an image file. Every value must be one that the element type can hold.
 std::string voxel_bytes(const std::vector<double>& values, ElementType type, ByteOrder order);
 
 /// The bytes of a float image in the byte order of this machine.
-std::string float_bytes(const std::vector<float>& values);
-
-/// A file name without an extension that starts with ".im" or ".hd" and has one letter more.
-std::string analyze_base_name(const std::string& name);
+inline std::string float_bytes(const std::vector<float>& values)
+{
+    return {reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float)};
+}
 
 } // namespace tonalign::test

@@ -1,5 +1,8 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Never made faster: each sum is taken afresh, in the documented order.
 #include "tests/support/plain_histogram.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -7,18 +10,17 @@ namespace tonalign::test {
 
 namespace {
 
-OneBased<double> gaussian_kernel(int length, double sigma)
+std::vector<double> gaussian_kernel(double sigma)
 {
-    OneBased<double> kernel(length);
-    const double centre = 0.5 * (length + 1);
+    std::vector<double> kernel(1 + (sigma < 1.0 ? 9 : static_cast<int>(10.0 * sigma + 1.0)));
     double sum = 0.0;
-    for (int i = 1; i <= length; ++i) {
-        const double t = i - centre;
+    for (int i = 1; i < std::ssize(kernel); ++i) {
+        const double t = i - 0.5 * static_cast<double>(kernel.size());
         kernel[i] = std::exp(((-t) * t) * 0.5 / sigma / sigma);
         sum = sum + kernel[i];
     }
-    for (int i = 1; i <= length; ++i) {
-        kernel[i] = kernel[i] / sum;
+    for (double& weight : kernel) {
+        weight = weight / sum;
     }
     return kernel;
 }
@@ -34,21 +36,14 @@ std::string exact_decimal(double value)
 
 Extremes extremes(const Volume& volume)
 {
-    Extremes found{volume.voxels.front(), volume.voxels.front()};
-    for (const double v : volume.voxels) {
-        if (v > found.largest) {
-            found.largest = v;
-        }
-        if (v < found.smallest) {
-            found.smallest = v;
-        }
-    }
-    return found;
+    return {*std::min_element(volume.voxels.begin(), volume.voxels.end()),
+            *std::max_element(volume.voxels.begin(), volume.voxels.end())};
 }
 
-int bin_of(double v, double smallest, double half_width, int bins)
+int bin_of(double v, const Extremes& range, int bins)
 {
-    const double k = std::ceil((v - smallest) / (half_width + half_width));
+    const double half_width = (range.largest - range.smallest) / (bins + bins);
+    const double k = std::ceil((v - range.smallest) / (half_width + half_width));
     // The negation also takes 0/0, the quotient of a volume that holds a single value.
     if (!(k >= 1.0)) {
         return 1;
@@ -56,11 +51,25 @@ int bin_of(double v, double smallest, double half_width, int bins)
     return k > bins ? bins : static_cast<int>(k);
 }
 
+/// The kernel reversed, its centre rounded down, and nothing outside the signal.
+std::vector<double> convolved(const std::vector<double>& signal, const std::vector<double>& kernel)
+{
+    std::vector<double> result(signal.size());
+    const int length = static_cast<int>(kernel.size()) - 1;
+    for (int i = 1; i < std::ssize(signal); ++i) {
+        for (int j = 1; j <= length; ++j) {
+            const int at = i - (length + 1) / 2 + j;
+            const double sample = 1 <= at && at < std::ssize(signal) ? signal[at] : 0.0;
+            result[i] = result[i] + sample * kernel[length + 1 - j];
+        }
+    }
+    return result;
+}
+
 void normalise(Histogram& histogram, double sum)
 {
-    const double r = sum == 0.0 ? 0.0 : 1.0 / sum;
-    for (int i = 1; i <= histogram.bins; ++i) {
-        histogram.frequency[i] = histogram.frequency[i] * r;
+    for (double& frequency : histogram.frequency) {
+        frequency = frequency * (sum == 0.0 ? 0.0 : 1.0 / sum);
     }
 }
 
@@ -73,7 +82,7 @@ double sum_of_frequencies(const Histogram& histogram)
     return sum;
 }
 
-Histogram histogram_of(const Volume& volume, int bins)
+Histogram histogram_of(const Volume& volume, int bins, double sigma)
 {
     Histogram histogram(bins);
     const Extremes range = extremes(volume);
@@ -82,35 +91,39 @@ Histogram histogram_of(const Volume& volume, int bins)
         histogram.centre[i] = (2 * (i - 1)) * h + (h + range.smallest);
     }
     for (const double v : volume.voxels) {
-        histogram.frequency[bin_of(v, range.smallest, h, bins)] += 1.0;
+        histogram.frequency[bin_of(v, range, bins)] += 1.0;
     }
     histogram.frequency[1] = 0.0;
     histogram.total = sum_of_frequencies(histogram);
     normalise(histogram, histogram.total);
+    if (sigma > 0.0) {
+        histogram.frequency = convolved(histogram.frequency, gaussian_kernel(sigma));
+        histogram.frequency[1] = 0.0;
+        normalise(histogram, sum_of_frequencies(histogram));
+    }
     return histogram;
 }
 
-Histogram histogram_of(const Volume& volume, int bins, double sigma)
+Endpoints find_endpoints(const Histogram& histogram, double share)
 {
-    Histogram histogram = histogram_of(volume, bins);
-    if (!(sigma > 0.0)) {
-        return histogram;
-    }
-    const int length = sigma < 1.0 ? 9 : static_cast<int>(10.0 * sigma + 1.0);
-    const OneBased<double> kernel = gaussian_kernel(length, sigma);
-    const int centre = (length + 1) / 2;
-    OneBased<double> smoothed(bins);
-    for (int i = 1; i <= bins; ++i) {
-        for (int j = 1; j <= length; ++j) {
-            const int index = i - centre + j;
-            const double sample = (1 <= index && index <= bins) ? histogram.frequency[index] : 0.0;
-            smoothed[i] = smoothed[i] + sample * kernel[length + 1 - j];
+    Endpoints found;
+    double nearest_below = 1e8;
+    double nearest_above = 1e8;
+    for (int i = 1; i <= histogram.bins; ++i) {
+        double below = 0.0;
+        for (int k = 1; k <= i; ++k) {
+            below = below + histogram.frequency[k];
         }
+        double above = 0.0;
+        for (int k = histogram.bins; k >= i; --k) {
+            above = above + histogram.frequency[k];
+        }
+        found.upper = std::fabs(below - share) < nearest_below ? i : found.upper;
+        found.lower = std::fabs(above - share) < nearest_above ? i : found.lower;
+        nearest_below = std::min(nearest_below, std::fabs(below - share));
+        nearest_above = std::min(nearest_above, std::fabs(above - share));
     }
-    histogram.frequency = smoothed;
-    histogram.frequency[1] = 0.0;
-    normalise(histogram, sum_of_frequencies(histogram));
-    return histogram;
+    return found;
 }
 
 double distance(const Histogram& a, const Histogram& b)
@@ -130,35 +143,6 @@ std::string file_text(const Histogram& histogram)
         text += exact_decimal(histogram.centre[i]) + "\t" + exact_decimal(histogram.frequency[i]) + "\n";
     }
     return text;
-}
-
-Endpoints find_endpoints(const Histogram& histogram)
-{
-    const double energy = 0.9998;
-    Endpoints found;
-    double nearest = 1e8;
-    for (int i = 1; i <= histogram.bins; ++i) {
-        double mass = 0.0;
-        for (int k = 1; k <= i; ++k) {
-            mass = mass + histogram.frequency[k];
-        }
-        if (std::fabs(mass - energy) < nearest) {
-            nearest = std::fabs(mass - energy);
-            found.upper = i;
-        }
-    }
-    nearest = 1e8;
-    for (int i = 1; i <= histogram.bins; ++i) {
-        double mass = 0.0;
-        for (int k = histogram.bins; k >= i; --k) {
-            mass = mass + histogram.frequency[k];
-        }
-        if (std::fabs(mass - energy) < nearest) {
-            nearest = std::fabs(mass - energy);
-            found.lower = i;
-        }
-    }
-    return found;
 }
 
 } // namespace tonalign::test

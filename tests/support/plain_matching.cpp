@@ -1,10 +1,17 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The run's stages in their documented order.
 #include "tests/support/plain_matching.h"
 
 #include "tests/support/plain_ranking.h"
 
+#include <algorithm>
+
 namespace tonalign::test {
 
 namespace {
+
+constexpr const char* no_foreground = "a volume has no voxel outside the background bin";
+constexpr const char* no_range = "the common range is empty";
 
 void match_endpoints(Volume& input, Volume& target, const Parameters& parameters, Outcome& outcome)
 {
@@ -12,23 +19,25 @@ void match_endpoints(Volume& input, Volume& target, const Parameters& parameters
     const Extremes range2 = extremes(target);
     const Histogram hist1 = histogram_of(input, parameters.bins, parameters.sigma);
     const Histogram hist2 = histogram_of(target, parameters.bins, parameters.sigma);
-    EndpointReport report{find_endpoints(hist1), find_endpoints(hist2)};
-    outcome.endpoint_reports.push_back(report);
-    const double ceiling = hist2.centre[report.target.upper];
-    for (double& v : target.voxels) {
-        if (v > ceiling) {
-            v = ceiling;
+    const Endpoints ends1 = find_endpoints(hist1, 0.9998);
+    Endpoints ends2 = find_endpoints(hist2, 0.9998);
+    const auto report = [&] {
+        for (const int bin : {ends1.lower, ends1.upper, ends2.lower, ends2.upper}) {
+            outcome.reported.push_back(bin);
         }
+    };
+    report();
+    for (double& v : target.voxels) {
+        v = std::min(v, hist2.centre[ends2.upper]);
     }
-    report.target.upper = parameters.bins;
-    outcome.endpoint_reports.push_back(report);
-
-    const std::array<double, 4> from{range1.smallest, hist1.centre[report.input.lower],
-                                     hist1.centre[report.input.upper], range1.largest};
-    const std::array<double, 4> to{range2.smallest, hist2.centre[report.target.lower],
-                                   hist2.centre[report.target.upper], range2.largest};
+    ends2.upper = parameters.bins;
+    report();
+    const double from[] = {range1.smallest, hist1.centre[ends1.lower], hist1.centre[ends1.upper],
+                           range1.largest};
+    const double to[] = {range2.smallest, hist2.centre[ends2.lower], hist2.centre[ends2.upper],
+                         range2.largest};
     for (double& v : input.voxels) {
-        for (std::size_t k = 0; k + 1 < from.size(); ++k) {
+        for (int k = 0; k < 3; ++k) {
             if (from[k] < v && v <= from[k + 1]) {
                 v = ((v - from[k]) * (to[k + 1] - to[k])) / (from[k + 1] - from[k]) + to[k];
                 break;
@@ -37,14 +46,11 @@ void match_endpoints(Volume& input, Volume& target, const Parameters& parameters
     }
 }
 
-void shift_and_scale(Volume& volume, const Extremes& range)
+void map_to_output_range(Volume& volume, const Extremes& range)
 {
-    const double factor = 255.0 / (range.largest - range.smallest);
     for (double& v : volume.voxels) {
         v = v + -range.smallest;
-    }
-    for (double& v : volume.voxels) {
-        v = v * factor;
+        v = v * (255.0 / (range.largest - range.smallest));
     }
 }
 
@@ -57,16 +63,6 @@ std::vector<float> as_floats(const Volume& volume)
     return floats;
 }
 
-Outcome refused(const char* reason)
-{
-    Outcome outcome;
-    outcome.refusal = reason;
-    return outcome;
-}
-
-constexpr const char* no_foreground = "a volume has no voxel outside the background bin";
-constexpr const char* no_range = "the common range is empty";
-
 } // namespace
 
 Outcome match_to_volume(Volume input, Volume target, const Parameters& parameters)
@@ -75,45 +71,43 @@ Outcome match_to_volume(Volume input, Volume target, const Parameters& parameter
     Outcome outcome;
     Histogram hist1 = histogram_of(input, bins);
     Histogram hist2 = histogram_of(target, bins);
-    if ((parameters.match_endpoints || parameters.match_histogram) &&
-        (hist1.total == 0.0 || hist2.total == 0.0)) {
-        return refused(no_foreground);
+    if ((parameters.match_endpoints || parameters.match_histogram) && hist1.total * hist2.total == 0.0) {
+        return {no_foreground};
     }
+    const auto report = [&] {
+        for (const Volume* const volume : {&input, &target}) {
+            outcome.reported.push_back(extremes(*volume).largest);
+            outcome.reported.push_back(extremes(*volume).smallest);
+        }
+        outcome.reported.push_back(distance(hist1, hist2));
+    };
     outcome.input1_histogram = file_text(hist1);
     outcome.input2_histogram = file_text(hist2);
-    outcome.ranges.push_back({extremes(input), extremes(target)});
-    outcome.errors.push_back(distance(hist1, hist2));
+    report();
     if (parameters.match_endpoints) {
         match_endpoints(input, target, parameters, outcome);
     }
-    outcome.ranges.push_back({extremes(input), extremes(target)});
-    outcome.errors.push_back(distance(hist1, hist2));
+    report();
     if (parameters.match_histogram) {
         if (histogram_of(input, bins).total == 0.0) {
-            return refused(no_foreground);
+            return {no_foreground};
         }
-        if (parameters.sigma > 0.0) {
-            hist2 = histogram_of(target, bins, parameters.sigma);
-        }
-        hist2.centre[bins] = extremes(target).largest;
-        match_exactly(input, hist2);
+        Histogram wanted = parameters.sigma > 0.0 ? histogram_of(target, bins, parameters.sigma) : hist2;
+        wanted.centre[bins] = extremes(target).largest;
+        match_exactly(input, wanted);
     }
-
-    Extremes common = extremes(input);
-    const Extremes other = extremes(target);
-    common.largest = other.largest > common.largest ? other.largest : common.largest;
-    common.smallest = other.smallest < common.smallest ? other.smallest : common.smallest;
+    const Extremes common = {std::min(extremes(input).smallest, extremes(target).smallest),
+                             std::max(extremes(input).largest, extremes(target).largest)};
     if (common.largest == common.smallest) {
-        return refused(no_range);
+        return {no_range};
     }
-    shift_and_scale(target, common);
-    shift_and_scale(input, common);
+    map_to_output_range(input, common);
+    map_to_output_range(target, common);
     hist1 = histogram_of(input, bins);
     hist2 = histogram_of(target, bins, parameters.sigma);
+    report();
     outcome.output1_histogram = file_text(hist1);
     outcome.output2_histogram = file_text(hist2);
-    outcome.ranges.push_back({extremes(input), extremes(target)});
-    outcome.errors.push_back(distance(hist1, hist2));
     outcome.output1 = as_floats(input);
     outcome.output2 = as_floats(target);
     return outcome;
@@ -124,27 +118,25 @@ Outcome match_to_histogram(Volume input, const std::vector<std::pair<double, dou
     Outcome outcome;
     Histogram hist1 = histogram_of(input, bins);
     if (hist1.total == 0.0) {
-        return refused(no_foreground);
+        return {no_foreground};
     }
     outcome.input1_histogram = file_text(hist1);
     Histogram hist2(bins);
     for (int i = 2; i <= bins; ++i) {
-        hist2.frequency[i] = target.at(static_cast<std::size_t>(i - 1)).second;
+        hist2.frequency[i] = target.at(i - 1).second;
     }
-    hist2.total = sum_of_frequencies(hist2);
-    normalise(hist2, hist2.total);
+    normalise(hist2, sum_of_frequencies(hist2));
     hist2.centre = hist1.centre;
-    outcome.errors.assign(2, distance(hist1, hist2));
+    outcome.reported.assign(2, distance(hist1, hist2));
     match_exactly(input, hist2);
-
     const Extremes range = extremes(input);
     if (range.largest == range.smallest) {
-        return refused(no_range);
+        return {no_range};
     }
-    shift_and_scale(input, range);
+    map_to_output_range(input, range);
     hist1 = histogram_of(input, bins);
+    outcome.reported.push_back(distance(hist1, hist2));
     outcome.output1_histogram = file_text(hist1);
-    outcome.errors.push_back(distance(hist1, hist2));
     outcome.output1 = as_floats(input);
     return outcome;
 }

@@ -1,30 +1,64 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Files of a test: a directory that goes away with everything in it, and whole files as bytes.
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 
 namespace tonalign::test {
 
-/// A directory of its own under the system's temporary one, removed with everything in it.
 class TemporaryDirectory
 {
 public:
-    TemporaryDirectory();
-    ~TemporaryDirectory();
+    TemporaryDirectory()
+    {
+        if (mkdtemp(m_path.data()) == nullptr) {
+            throw std::runtime_error("cannot make a temporary directory");
+        }
+    }
+    ~TemporaryDirectory()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-    const std::filesystem::path& path() const { return m_path; }
+    std::filesystem::path path() const { return m_path; }
 
 private:
-    std::filesystem::path m_path;
+    std::string m_path = (std::filesystem::temp_directory_path() / "tonalign-test-XXXXXX").string();
 };
 
-/// A file as bytes. Both throw when the file cannot be read or written to its end.
-std::string read_file(const std::filesystem::path& path);
-void write_file(const std::filesystem::path& path, const std::string& bytes);
+inline std::string read_file(const std::filesystem::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::runtime_error("cannot read " + path.string());
+    }
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+inline void write_file(const std::filesystem::path& path, const std::string& bytes)
+{
+    std::ofstream file(path, std::ios::binary);
+    if (!(file << bytes).flush()) {
+        throw std::runtime_error("cannot write " + path.string());
+    }
+}
 
 /// The bytes that pairs of hexadecimal digits stand for.
-std::string from_hex(const std::string& digits);
+inline std::string from_hex(const std::string& digits)
+{
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    }
+    return bytes;
+}
 
 } // namespace tonalign::test
