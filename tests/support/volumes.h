@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Small volumes made in code.
 #pragma once
 
 #include "volume/Array3D.h"
@@ -8,7 +10,6 @@
 #include <random>
 #include <vector>
 
-/// Small volumes made in code.
 namespace tonalign::test {
 
 /// Indices from 0, no margin; x varies fastest in the list of voxels.
@@ -36,12 +37,18 @@ inline std::vector<double> voxels_of(const Array3D<double>& volume)
 }
 
 /// For comparisons that must tell every bit, the sign of zero included.
+inline std::vector<std::uint64_t> bits_of(const std::vector<double>& values)
+{
+    std::vector<std::uint64_t> bits;
+    for (const double value : values) {
+        bits.push_back(std::bit_cast<std::uint64_t>(value));
+    }
+    return bits;
+}
+
 inline std::vector<std::uint64_t> bits_of(const Array3D<double>& volume)
 {
-    std::vector<std::uint64_t> bits(static_cast<std::size_t>(volume.blockSize()));
-    std::transform(volume.block(), volume.block() + volume.blockSize(), bits.begin(),
-                   [](double voxel) { return std::bit_cast<std::uint64_t>(voxel); });
-    return bits;
+    return bits_of(voxels_of(volume));
 }
 
 } // namespace tonalign::test

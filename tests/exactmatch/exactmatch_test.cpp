@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The exact stage, its documented slow routines and the plain transcription against each other, bit for bit.
+#include "exactmatch/convolution.h"
+#include "exactmatch/exact_assignment.h"
+#include "exactmatch/exact_matching.h"
+#include "exactmatch/filter_bank.h"
+#include "exactmatch/voxel_order.h"
+#include "histogram/HistogramArray.h"
+#include "tests/support/plain_ranking.h"
+#include "tests/support/process_end.h"
+#include "tests/support/random_runs.h"
+#include "tests/support/volumes.h"
+
+#include <omp.h>
+
+#include <limits>
+
+using namespace tonalign::test;
+using testing::ElementsAre;
+using tonalign::HistogramArray;
+
+namespace {
+
+Array3D<double> array_of(const Volume& v)
+{
+    return volume_of(v.nx, v.ny, v.nz, v.voxels);
+}
+
+Array3D<double> filled(const Volume& extent, double value)
+{
+    return volume_of(extent.nx, extent.ny, extent.nz, std::vector(extent.voxels.size(), value));
+}
+
+void expect_convolution(const Volume& volume, const Volume& filter)
+{
+    Array3D<double> I = array_of(volume);
+    Array3D<double> F = array_of(filter);
+    Array3D<double> O = filled(volume, -99.0);
+    convolution3Dn(&I, &F, &O);
+    ASSERT_EQ(bits_of(O), bits_of(convolved(volume, filter).voxels))
+        << volume.nx << " x " << volume.ny << " x " << volume.nz << ", filter of " << filter.nx;
+}
+
+TEST(Convolution, IsTheDenseSumOnEverySmallSize)
+{
+    std::mt19937 random(1);
+    const auto draw = [&random](int nx, int ny, int nz) {
+        return Volume{nx, ny, nz, voxels_of(random_volume(nx, ny, nz, 50, random))};
+    };
+    const Volume filters[] = {shell_filter(2), shell_filter(5), draw(5, 3, 1), draw(2, 4, 3)};
+    for (int size = 0; size < 6 * 6 * 6; ++size) {
+        for (const Volume& filter : filters) {
+            expect_convolution(draw(size % 6 + 1 + size % 4 * 9, size / 6 % 6 + 1, size / 36 + 1), filter);
+        }
+    }
+}
+
+TEST(FilterBank, HoldsTheShellsUnderItsNumbers)
+{
+    for (const int filter : {0, 1, 2, 3, 4, 5, 6, 7}) {
+        const bool is_shell = 2 <= filter && filter <= 6;
+        Array3D<double> F;
+        get3DfilterArray(1, filter, F);
+        EXPECT_EQ(voxels_of(F), is_shell ? shell_filter(filter - 1).voxels : std::vector(27, 0.0));
+    }
+    Array3D<double> untouched = volume_of(2, 1, 1, {3, 3});
+    get3DfilterArray(2, 3, untouched);
+    EXPECT_THAT(voxels_of(untouched), ElementsAre(3, 3));
+}
+
+Histogram draw_target(Dice& dice, int bins)
+{
+    Histogram target(bins);
+    const int most = dice.any_of<int>({0, 1, 1, 3, 100});
+    for (int i = 1; i <= bins; ++i) {
+        target.centre[i] = 100.0 + i; // no intensity of the volumes' bins
+        target.frequency[i] = i == 1 || dice.once_in(3) ? 0.0 : dice.between(0, most);
+    }
+    normalise(target, sum_of_frequencies(target));
+    return target;
+}
+
+HistogramArray array_of(const Histogram& histogram)
+{
+    HistogramArray result(histogram.bins);
+    std::copy(histogram.centre.begin() + 1, histogram.centre.end(), result[1] + 1);
+    std::copy(histogram.frequency.begin() + 1, histogram.frequency.end(), result[2] + 1);
+    return result;
+}
+
+std::vector<double> row2(const HistogramArray& histogram, int bins)
+{
+    return {histogram[2] + 1, histogram[2] + bins + 1};
+}
+
+void expect_match(const Volume& volume, const Histogram& target)
+{
+    Volume expected = volume;
+    match_exactly(expected, target);
+    const HistogramArray counts = array_of(target);
+    std::vector<Array3D<double>> stack{array_of(volume)};
+    for (int level = 1; level < tonalign::feature_levels; ++level) {
+        stack.push_back(array_of(convolved(volume, shell_filter(level))));
+    }
+    perfect_histogram_matching(stack.data(), counts, tonalign::feature_levels, target.bins);
+    ASSERT_EQ(bits_of(stack[0]), bits_of(expected.voxels)) << "of the documented routines";
+    for (const int threads : {1, 2, 7}) {
+        omp_set_num_threads(threads);
+        for (const std::int64_t most_of_32_bits : {1 << 30, 0}) {
+            Array3D<double> matched = array_of(volume);
+            const HistogramArray own_counts = array_of(target);
+            tonalign::match_exactly(matched, tonalign::intensity_range(matched), own_counts, target.bins,
+                                    most_of_32_bits);
+            ASSERT_EQ(bits_of(matched), bits_of(expected.voxels))
+                << threads << " threads, 32 bits up to " << most_of_32_bits << " voxels";
+            ASSERT_EQ(row2(own_counts, target.bins), row2(counts, target.bins));
+        }
+    }
+}
+
+TEST(ExactMatching, IsTheTranscribedOneOnRandomVolumes)
+{
+    for (std::uint64_t seed = 1; seed <= 500 && !HasFailure(); ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Dice dice(seed);
+        const Volume volume =
+            seed % 8 == 0 ? draw_volume(dice, dice.between(14, 18), 16, 16).volume : draw_volume(dice).volume;
+        expect_match(volume, draw_target(dice, dice.any_of<int>({2, 3, 4, 6, 10, 40})));
+    }
+}
+
+/// What random volumes meet too seldom.
+TEST(ExactMatching, IsTheTranscribedOneOnTellingVolumes)
+{
+    Dice dice(9);
+    for (int round = 0; round < 20 && !HasFailure(); ++round) {
+        Volume halves{8, 8, 16, {}};
+        Volume zeros{7, 6, 5, {}};
+        for (int j = 0; j < 8 * 8 * 16; ++j) {
+            halves.voxels.push_back(dice.once_in(2) ? 0.0 : j < 8 * 8 * 8 ? 9.1 : 9.2);
+        }
+        for (int j = 0; j < 7 * 6 * 5; ++j) {
+            zeros.voxels.push_back(dice.any_of<double>({-1.5, -0.0, 0.0, 0.1, 1.3}));
+        }
+        expect_match(halves, draw_target(dice, 4));
+        expect_match(zeros, draw_target(dice, 3));
+    }
+}
+
+/// Columns 1..n name the voxels x = 0..n-1 of one row.
+struct Columns
+{
+    explicit Columns(int n) : index(3, n), count(n)
+    {
+        for (int p = 1; p <= n; ++p) {
+            index[1][p] = p - 1;
+            index[2][p] = index[3][p] = 0;
+        }
+    }
+    std::vector<int> x() const { return {index[1] + 1, index[1] + count + 1}; }
+    tonalign::OffsetMatrix<int> index;
+    int count;
+};
+
+TEST(VoxelOrder, LeavesColumnsBehindThePivotWhenNoLevelDecides)
+{
+    Array3D<double> row = volume_of(3, 1, 1, {1.0, 2.0, std::numeric_limits<double>::quiet_NaN()});
+    const Columns columns(3);
+    EXPECT_EQ(quicksort_feature_array_partition(&row, 1, columns.index, 1, 3), 2);
+    EXPECT_THAT(columns.x(), ElementsAre(0, 1, 2));
+    EXPECT_EQ(quicksort_feature_array_partition(&row, 0, columns.index, 1, 2), 1);
+    EXPECT_THAT(columns.x(), ElementsAre(1, 0, 2));
+}
+
+TEST(SelectionSort, CountsComparisonsLevelByLevelAndKeepsTheFirstOfEqualKeys)
+{
+    Array3D<double> stack[] = {volume_of(4, 1, 1, {1, 1, 0, 1}), volume_of(4, 1, 1, {5, 3, 9, 3})};
+    const Columns columns(4);
+    int comparisons[] = {-1, 10, 20};
+    int equalities[] = {-1, 30, 40};
+    selectionsort_feature_array(stack, 2, columns.index, 1, 4, comparisons, equalities);
+    EXPECT_THAT(columns.x(), ElementsAre(2, 1, 3, 0));
+    EXPECT_THAT(comparisons, ElementsAre(-1, 16, 24));
+    EXPECT_THAT(equalities, ElementsAre(-1, 34, 41));
+    const Ended listing =
+        ended([&] { quicksort_feature_array_printindexarray(stack, 2, columns.index, 3, 4); });
+    EXPECT_EQ(listing.text, "[out]3\t1\t3\t\n[out]4\t1\t5\t\n[out]\n[out]\n");
+}
+
+} // namespace
