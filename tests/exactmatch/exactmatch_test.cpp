@@ -5,7 +5,6 @@
 #include "exactmatch/exact_matching.h"
 #include "exactmatch/filter_bank.h"
 #include "exactmatch/voxel_order.h"
-#include "histogram/HistogramArray.h"
 #include "tests/support/plain_ranking.h"
 #include "tests/support/process_end.h"
 #include "tests/support/random_runs.h"
@@ -21,21 +20,12 @@ using tonalign::HistogramArray;
 
 namespace {
 
-Array3D<double> array_of(const Volume& v)
-{
-    return volume_of(v.nx, v.ny, v.nz, v.voxels);
-}
-
-Array3D<double> filled(const Volume& extent, double value)
-{
-    return volume_of(extent.nx, extent.ny, extent.nz, std::vector(extent.voxels.size(), value));
-}
-
 void expect_convolution(const Volume& volume, const Volume& filter)
 {
     Array3D<double> I = array_of(volume);
     Array3D<double> F = array_of(filter);
-    Array3D<double> O = filled(volume, -99.0);
+    Array3D<double> O(volume.nz, volume.ny, volume.nx);
+    O = -99.0;
     convolution3Dn(&I, &F, &O);
     ASSERT_EQ(bits_of(O), bits_of(convolved(volume, filter).voxels))
         << volume.nx << " x " << volume.ny << " x " << volume.nz << ", filter of " << filter.nx;
@@ -80,19 +70,6 @@ Histogram draw_target(Dice& dice, int bins)
     return target;
 }
 
-HistogramArray array_of(const Histogram& histogram)
-{
-    HistogramArray result(histogram.bins);
-    std::copy(histogram.centre.begin() + 1, histogram.centre.end(), result[1] + 1);
-    std::copy(histogram.frequency.begin() + 1, histogram.frequency.end(), result[2] + 1);
-    return result;
-}
-
-std::vector<double> row2(const HistogramArray& histogram, int bins)
-{
-    return {histogram[2] + 1, histogram[2] + bins + 1};
-}
-
 void expect_match(const Volume& volume, const Histogram& target)
 {
     Volume expected = volume;
@@ -113,7 +90,7 @@ void expect_match(const Volume& volume, const Histogram& target)
                                     most_of_32_bits);
             ASSERT_EQ(bits_of(matched), bits_of(expected.voxels))
                 << threads << " threads, 32 bits up to " << most_of_32_bits << " voxels";
-            ASSERT_EQ(row2(own_counts, target.bins), row2(counts, target.bins));
+            ASSERT_EQ(row_of(own_counts, 2, target.bins), row_of(counts, 2, target.bins));
         }
     }
 }

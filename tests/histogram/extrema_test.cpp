@@ -1,38 +1,30 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Landmarks of histograms, which no run uses, against plain twins.
 #include "histogram/extrema.h"
+#include "tests/support/random_runs.h"
+#include "tests/support/volumes.h"
 
-#include "histogram/HistogramArray.h"
+#include <gmock/gmock.h>
 
-#include <gtest/gtest.h>
+#include <array>
+#include <cmath>
 
-#include <vector>
+using namespace tonalign::test;
+using tonalign::HistogramArray;
+using tonalign::LandmarkMatrix;
 
 namespace {
 
-using tonalign::HistogramArray;
-using tonalign::LandmarkMatrix;
-using tonalign::OffsetMatrix;
+using Landmarks = std::vector<std::array<double, 3>>; ///< bin, intensity, frequency of each
 
-/// A histogram of these frequencies whose bin i is centred at 10 i.
-HistogramArray histogram_of(const std::vector<double>& frequencies)
-{
-    HistogramArray result(static_cast<int>(frequencies.size()));
-    for (std::size_t i = 1; i <= frequencies.size(); ++i) {
-        result[1][i] = 10.0 * static_cast<double>(i);
-        result[2][i] = frequencies[i - 1];
-    }
-    return result;
-}
-
-using Landmarks = std::vector<std::vector<double>>; ///< bin, intensity, frequency of each
-
-constexpr int columns = 8;
+constexpr int columns = 24;
 
 LandmarkMatrix matrix_of(const Landmarks& landmarks)
 {
     LandmarkMatrix result(columns);
-    for (std::size_t row = 1; row <= 3; ++row) {
-        for (std::size_t k = 1; k <= landmarks.size(); ++k) {
-            result[row][k] = landmarks[k - 1][row - 1];
+    for (int row = 1; row <= 3; ++row) {
+        for (std::size_t k = 0; k < landmarks.size(); ++k) {
+            result[row][k + 1] = landmarks[k][row - 1];
         }
         result[row][columns] = static_cast<double>(landmarks.size());
     }
@@ -52,76 +44,96 @@ Landmarks landmarks_of(const LandmarkMatrix& matrix)
 
 TEST(ArrayExtremes, TakeTheFirstOfEqualValuesAndKeepTheIndexWithoutAny)
 {
-    const HistogramArray values = histogram_of({4.0, -2.0, 7.0, -2.0, 7.0});
-    double extreme = 0.0;
-    int index = 0;
-    find_array_minimum(values, 5, extreme, index);
-    EXPECT_EQ(extreme, -2.0);
-    EXPECT_EQ(index, 2);
-    find_array_maximum(values, 5, extreme, index);
-    EXPECT_EQ(extreme, 7.0);
-    EXPECT_EQ(index, 3);
+    struct Found
+    {
+        double value;
+        int index;
+    };
+    const auto both = [](const std::vector<double>& values) {
+        HistogramArray array(static_cast<int>(values.size()));
+        std::copy(values.begin(), values.end(), array[2] + 1);
+        std::array<Found, 2> found = {Found{0, 77}, Found{0, 77}};
+        find_array_minimum(array, static_cast<int>(values.size()), found[0].value, found[0].index);
+        find_array_maximum(array, static_cast<int>(values.size()), found[1].value, found[1].index);
+        return std::vector<double>{found[0].value, found[0].index * 1.0, found[1].value,
+                                   found[1].index * 1.0};
+    };
+    EXPECT_EQ(both({4, -2, 7, -2, 7}), (std::vector<double>{-2, 2, 7, 3}));
+    EXPECT_EQ(both({}), (std::vector<double>{1e8, 77, -1e8, 77}));
+    EXPECT_EQ(both({1e8, 2e8}), (std::vector<double>{1e8, 77, 2e8, 2}));
+    EXPECT_EQ(both({-1e8, -2e8}), (std::vector<double>{-2e8, 2, -1e8, 77}));
 
-    find_array_minimum(histogram_of({1e8, 2e8}), 2, extreme, index);
-    EXPECT_EQ(extreme, 1e8);
-    find_array_maximum(histogram_of({-1e8, -2e8}), 2, extreme, index);
-    EXPECT_EQ(extreme, -1e8);
-    find_array_minimum(values, 0, extreme, index);
-    EXPECT_EQ(extreme, 1e8);
-    EXPECT_EQ(index, 3);
-
-    const OffsetMatrix<int> counts(2, 3);
+    const tonalign::OffsetMatrix<int> counts(2, 3);
     int most = 0;
+    int index = 77;
     counts[2][1] = -100000000;
     counts[2][2] = counts[2][3] = 5;
     find_array_maximum(counts, 1, most, index);
     EXPECT_EQ(most, -100000000);
-    EXPECT_EQ(index, 3);
+    EXPECT_EQ(index, 77);
     find_array_maximum(counts, 3, most, index);
     EXPECT_EQ(most, 5);
     EXPECT_EQ(index, 2);
 }
 
-TEST(Derivative, IsHalfTheNeighboursValueAtBothEnds)
+/// Half the difference of the neighbours; at both ends half the neighbour. Element 0 is not used.
+std::vector<double> derivative(const std::vector<double>& f)
 {
-    const HistogramArray derivative(5);
-    calculate_derivative(histogram_of({1.0, 4.0, 6.0, 3.0, 1.0}), derivative, 5);
-    const double expected[] = {2.0, 2.5, -0.5, -2.5, 1.5};
-    for (int i = 1; i <= 5; ++i) {
-        EXPECT_EQ(derivative[1][i], 10.0 * i);
-        EXPECT_EQ(derivative[2][i], expected[i - 1]);
+    std::vector<double> result(f.size());
+    const std::size_t N = f.size() - 1;
+    for (std::size_t i = 1; i <= N; ++i) {
+        result[i] = (i == 1 ? f[2] : i == N ? f[N - 1] : f[i + 1] - f[i - 1]) * 0.5;
     }
+    return result;
+}
+
+/// `sign` is 1 for maxima, -1 for minima.
+Landmarks extrema(const Histogram& h, double sign)
+{
+    Landmarks result;
+    const std::vector<double> slope = derivative(h.frequency);
+    const std::vector<double> curvature = derivative(slope);
+    const auto detected = [&](int i) {
+        return 1 < i && i < h.bins && slope[i - 1] * slope[i + 1] < 0.0 && sign * curvature[i] < 0.0;
+    };
+    for (int i = 3; i < h.bins; ++i) {
+        if (detected(i - 1) && detected(i)) {
+            const int bin = sign * h.frequency[i] > sign * h.frequency[i - 1] ? i : i - 1;
+            result.push_back({bin * 1.0, h.centre[bin], h.frequency[bin]});
+        }
+    }
+    return result;
 }
 
 TEST(LocalExtrema, ArePairsOfDetectionsInAdjacentBins)
 {
-    const struct
-    {
-        const char* what;
-        std::vector<double> frequencies;
-        Landmarks maxima;
-        Landmarks minima;
-    } cases[] = {
-        {"peak in the lower bin of its pair", {0, 1, 5, 9, 6, 2, 0}, {{4, 40, 9}}, {}},
-        {"peak in the upper bin of its pair", {0, 2, 6, 9, 5, 1, 0}, {{4, 40, 9}}, {}},
-        {"equal neighbours: a detection alone", {0, 2, 6, 2, 0}, {}, {}},
-        {"flat top: the lower bin", {0, 1, 5, 5, 1, 0}, {{3, 30, 5}}, {}},
-        {"flat valley: the lower bin", {0, 9, 5, 1, 1, 5, 9}, {{2, 20, 9}}, {{4, 40, 1}}},
-        {"valley", {0, 6, 9, 7, 3, 1, 2, 5, 8, 6, 1, 0}, {{3, 30, 9}, {9, 90, 8}}, {{6, 60, 1}}},
-        {"valley in the upper bin", {0, 1, 6, 8, 5, 2, 1, 3, 7}, {{4, 40, 8}}, {{7, 70, 1}}},
-        {"two bins", {0, 7}, {}, {}},
-        {"one bin", {3}, {}, {}},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.what);
-        const HistogramArray histogram = histogram_of(row.frequencies);
-        const int N = static_cast<int>(row.frequencies.size());
-        const LandmarkMatrix found = matrix_of({{1, 1, 1}, {2, 2, 2}});
-        calculate_local_maximas(histogram, N, found, columns);
-        EXPECT_EQ(landmarks_of(found), row.maxima);
-        calculate_local_minimas(histogram, N, found, columns);
-        EXPECT_EQ(landmarks_of(found), row.minima);
+    Dice dice(8);
+    std::size_t found = 0;
+    for (int round = 0; round < 3000; ++round) {
+        Histogram h(dice.between(1, 20));
+        const int levels = dice.any_of<int>({2, 5, 50});
+        for (int i = 1; i <= h.bins; ++i) {
+            h.centre[i] = 10.0 * i;
+            h.frequency[i] = dice.between(0, levels);
+        }
+        const HistogramArray array = array_of(h);
+        const LandmarkMatrix maxima = matrix_of({{1, 1, 1}, {2, 2, 2}});
+        const LandmarkMatrix minima = matrix_of({{1, 1, 1}});
+        calculate_local_maximas(array, h.bins, maxima, columns);
+        calculate_local_minimas(array, h.bins, minima, columns);
+        const Landmarks expected = h.bins < 3 ? Landmarks() : extrema(h, 1.0);
+        ASSERT_EQ(landmarks_of(maxima), expected);
+        ASSERT_EQ(landmarks_of(minima), h.bins < 3 ? Landmarks() : extrema(h, -1.0));
+        found += expected.size();
     }
+    EXPECT_GT(found, 1000U);
+    const HistogramArray slope(5);
+    Histogram h(5);
+    h.centre = {0, 1, 2, 3, 4, 5};
+    h.frequency = {0, 1, 4, 6, 3, 1};
+    calculate_derivative(array_of(h), slope, 5);
+    EXPECT_THAT(row_of(slope, 1, 5), testing::ElementsAre(1, 2, 3, 4, 5));
+    EXPECT_THAT(row_of(slope, 2, 5), testing::ElementsAre(2.0, 2.5, -0.5, -2.5, 1.5));
 }
 
 TEST(CombinedLandmarks, AreInBinOrderAndExchangedAsTheSortDoes)
@@ -131,7 +143,6 @@ TEST(CombinedLandmarks, AreInBinOrderAndExchangedAsTheSortDoes)
     combineMaximaMinima(maxima, minima, columns);
     EXPECT_EQ(landmarks_of(maxima), (Landmarks{{40, 4, .4}, {80, 8, .1}, {120, 12, .3}}));
     EXPECT_EQ(landmarks_of(minima), (Landmarks{{80, 8, .1}}));
-
     // Each exchange takes a landmark past others of its own bin, and not back.
     const LandmarkMatrix equal_bins = matrix_of({{6, 1, 0}, {4, 2, 0}, {6, 3, 0}});
     combineMaximaMinima(equal_bins, matrix_of({{4, 4, 0}}), columns);
@@ -140,28 +151,39 @@ TEST(CombinedLandmarks, AreInBinOrderAndExchangedAsTheSortDoes)
 
 TEST(MatchedLandmarks, KeepTheNearestOfTheLongerList)
 {
-    const Landmarks three = {{1, 10, .1}, {2, 20, .2}, {3, 30, .3}};
-    const struct
-    {
-        const char* what;
-        Landmarks shorter;
-        Landmarks kept;
-    } cases[] = {
-        {"nearest in the order of the shorter list", {{7, 29, 0}, {6, 14, 0}}, {three[2], three[0]}},
-        {"a tie goes to the first", {{6, 15, 0}, {7, 25, 0}}, {three[0], three[1]}},
-        {"one landmark twice", {{6, 21, 0}, {7, 19, 0}}, {three[1], three[1]}},
-        {"none within 1e8", {{7, 29, 0}, {6, 3e8, 0}}, {three[2], three[0]}},
-        {"an empty list", {}, {}},
-        {"equal lengths", {{7, 29, 0}, {6, 14, 0}, {5, 14, 0}}, three},
-    };
-    for (const auto& row : cases) {
-        for (const bool longer_first : {true, false}) {
-            const LandmarkMatrix longer = matrix_of(three);
-            const LandmarkMatrix shorter = matrix_of(row.shorter);
-            matchMaximaMinima(longer_first ? longer : shorter, longer_first ? shorter : longer, columns);
-            EXPECT_EQ(landmarks_of(longer), row.kept) << row.what;
-            EXPECT_EQ(landmarks_of(shorter), row.shorter) << row.what;
+    Dice dice(9);
+    for (int round = 0; round < 1000; ++round) {
+        const auto draw = [&dice] {
+            Landmarks landmarks(dice.between(0, 6));
+            for (auto& [bin, intensity, frequency] : landmarks) {
+                bin = dice.between(1, 99);
+                intensity = dice.once_in(9) ? 3e8 : dice.between(0, 9);
+                frequency = dice.between(0, 99);
+            }
+            return landmarks;
+        };
+        Landmarks lists[] = {draw(), draw()};
+        const LandmarkMatrix matrices[] = {matrix_of(lists[0]), matrix_of(lists[1])};
+        matchMaximaMinima(matrices[0], matrices[1], columns);
+        Landmarks& longer = lists[lists[0].size() < lists[1].size() ? 1 : 0];
+        const Landmarks& shorter = lists[lists[0].size() < lists[1].size() ? 0 : 1];
+        if (longer.size() > shorter.size()) {
+            Landmarks nearest;
+            for (const auto& wanted : shorter) {
+                nearest.push_back(longer.front());
+                for (const auto& one : longer) {
+                    const double distance = std::fabs(one[1] - wanted[1]);
+                    const bool first = std::fabs(nearest.back()[1] - wanted[1]) >= 1e8;
+                    nearest.back() =
+                        distance < 1e8 && (first || distance < std::fabs(nearest.back()[1] - wanted[1]))
+                            ? one
+                            : nearest.back();
+                }
+            }
+            longer = nearest;
         }
+        ASSERT_EQ(landmarks_of(matrices[0]), lists[0]) << "round " << round;
+        ASSERT_EQ(landmarks_of(matrices[1]), lists[1]) << "round " << round;
     }
 }
 

@@ -126,6 +126,21 @@ Endpoints find_endpoints(const Histogram& histogram, double share)
     return found;
 }
 
+std::vector<double> landmarks(const Histogram& histogram, const Endpoints& ends, const Extremes& range)
+{
+    return {range.smallest, histogram.centre[ends.lower], histogram.centre[ends.upper], range.largest};
+}
+
+double along_segments(double v, const std::vector<double>& from, const std::vector<double>& to)
+{
+    for (std::size_t k = 0; k + 1 < from.size(); ++k) {
+        if (from[k] < v && v <= from[k + 1]) {
+            return ((v - from[k]) * (to[k + 1] - to[k])) / (from[k + 1] - from[k]) + to[k];
+        }
+    }
+    return v;
+}
+
 double distance(const Histogram& a, const Histogram& b)
 {
     double sum = 0.0;

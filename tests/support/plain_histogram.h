@@ -52,6 +52,12 @@ double sum_of_frequencies(const Histogram& histogram);
 void normalise(Histogram& histogram, double sum);
 Endpoints find_endpoints(const Histogram& histogram, double share);
 
+/// Minimum, lower and upper endpoint and maximum, as intensities.
+std::vector<double> landmarks(const Histogram& histogram, const Endpoints& ends, const Extremes& range);
+
+/// Where a value goes: along the first segment (from[k], from[k+1]] that contains it, or nowhere.
+double along_segments(double v, const std::vector<double>& from, const std::vector<double>& to);
+
 /// Euclidean, between the frequencies.
 double distance(const Histogram& a, const Histogram& b);
 

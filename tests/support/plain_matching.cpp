@@ -32,17 +32,10 @@ void match_endpoints(Volume& input, Volume& target, const Parameters& parameters
     }
     ends2.upper = parameters.bins;
     report();
-    const double from[] = {range1.smallest, hist1.centre[ends1.lower], hist1.centre[ends1.upper],
-                           range1.largest};
-    const double to[] = {range2.smallest, hist2.centre[ends2.lower], hist2.centre[ends2.upper],
-                         range2.largest};
+    const std::vector<double> from = landmarks(hist1, ends1, range1);
+    const std::vector<double> to = landmarks(hist2, ends2, range2);
     for (double& v : input.voxels) {
-        for (int k = 0; k < 3; ++k) {
-            if (from[k] < v && v <= from[k + 1]) {
-                v = ((v - from[k]) * (to[k + 1] - to[k])) / (from[k + 1] - from[k]) + to[k];
-                break;
-            }
-        }
+        v = along_segments(v, from, to);
     }
 }
 

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Small volumes made in code.
+// Small volumes made in code, and the library's objects for those of the plain transcription.
 #pragma once
 
+#include "histogram/HistogramArray.h"
+#include "tests/support/plain_histogram.h"
 #include "volume/Array3D.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <random>
-#include <vector>
 
 namespace tonalign::test {
 
@@ -18,6 +19,25 @@ inline Array3D<double> volume_of(int nx, int ny, int nz, const std::vector<doubl
     Array3D<double> volume(nz, ny, nx);
     std::copy_n(voxels.begin(), volume.blockSize(), volume.block());
     return volume;
+}
+
+inline Array3D<double> array_of(const Volume& v)
+{
+    return volume_of(v.nx, v.ny, v.nz, v.voxels);
+}
+
+inline HistogramArray array_of(const Histogram& histogram)
+{
+    HistogramArray result(histogram.bins);
+    std::copy(histogram.centre.begin() + 1, histogram.centre.end(), result[1] + 1);
+    std::copy(histogram.frequency.begin() + 1, histogram.frequency.end(), result[2] + 1);
+    return result;
+}
+
+/// Columns 1..N of a row.
+inline std::vector<double> row_of(double* const* histogram, int row, int N)
+{
+    return {histogram[row] + 1, histogram[row] + N + 1};
 }
 
 /// Voxels drawn from a few grey levels, so that ties abound. The levels are no short binary fractions: sums
