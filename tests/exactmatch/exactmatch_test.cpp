@@ -124,44 +124,32 @@ TEST(ExactMatching, IsTheTranscribedOneOnTellingVolumes)
     }
 }
 
-/// Columns 1..n name the voxels x = 0..n-1 of one row.
-struct Columns
+TEST(VoxelOrder, HasTheDocumentedSlowRoutinesBesides)
 {
-    explicit Columns(int n) : index(3, n), count(n)
-    {
-        for (int p = 1; p <= n; ++p) {
-            index[1][p] = p - 1;
-            index[2][p] = index[3][p] = 0;
+    const tonalign::OffsetMatrix<int> columns(3, 4); // column p names the voxel x = p - 1 of one row
+    const auto number_columns = [&columns] {
+        for (int p = 1; p <= 4; ++p) {
+            columns[1][p] = p - 1;
+            columns[2][p] = columns[3][p] = 0;
         }
-    }
-    std::vector<int> x() const { return {index[1] + 1, index[1] + count + 1}; }
-    tonalign::OffsetMatrix<int> index;
-    int count;
-};
+    };
+    number_columns();
+    Array3D<double> undecided = volume_of(3, 1, 1, {1.0, 2.0, std::numeric_limits<double>::quiet_NaN()});
+    EXPECT_EQ(quicksort_feature_array_partition(&undecided, 1, columns, 1, 3), 2);
+    EXPECT_THAT(row_of(columns, 1, 3), ElementsAre(0, 1, 2));
+    EXPECT_EQ(quicksort_feature_array_partition(&undecided, 0, columns, 1, 2), 1);
+    EXPECT_THAT(row_of(columns, 1, 3), ElementsAre(1, 0, 2));
 
-TEST(VoxelOrder, LeavesColumnsBehindThePivotWhenNoLevelDecides)
-{
-    Array3D<double> row = volume_of(3, 1, 1, {1.0, 2.0, std::numeric_limits<double>::quiet_NaN()});
-    const Columns columns(3);
-    EXPECT_EQ(quicksort_feature_array_partition(&row, 1, columns.index, 1, 3), 2);
-    EXPECT_THAT(columns.x(), ElementsAre(0, 1, 2));
-    EXPECT_EQ(quicksort_feature_array_partition(&row, 0, columns.index, 1, 2), 1);
-    EXPECT_THAT(columns.x(), ElementsAre(1, 0, 2));
-}
-
-TEST(SelectionSort, CountsComparisonsLevelByLevelAndKeepsTheFirstOfEqualKeys)
-{
+    number_columns();
     Array3D<double> stack[] = {volume_of(4, 1, 1, {1, 1, 0, 1}), volume_of(4, 1, 1, {5, 3, 9, 3})};
-    const Columns columns(4);
     int comparisons[] = {-1, 10, 20};
     int equalities[] = {-1, 30, 40};
-    selectionsort_feature_array(stack, 2, columns.index, 1, 4, comparisons, equalities);
-    EXPECT_THAT(columns.x(), ElementsAre(2, 1, 3, 0));
+    selectionsort_feature_array(stack, 2, columns, 1, 4, comparisons, equalities);
+    EXPECT_THAT(row_of(columns, 1, 4), ElementsAre(2, 1, 3, 0)); // of equal keys the first
     EXPECT_THAT(comparisons, ElementsAre(-1, 16, 24));
     EXPECT_THAT(equalities, ElementsAre(-1, 34, 41));
-    const Ended listing =
-        ended([&] { quicksort_feature_array_printindexarray(stack, 2, columns.index, 3, 4); });
-    EXPECT_EQ(listing.text, "[out]3\t1\t3\t\n[out]4\t1\t5\t\n[out]\n[out]\n");
+    const auto list = [&] { quicksort_feature_array_printindexarray(stack, 2, columns, 3, 4); };
+    EXPECT_EQ(ended(list).text, "[out]3\t1\t3\t\n[out]4\t1\t5\t\n[out]\n[out]\n");
 }
 
 } // namespace

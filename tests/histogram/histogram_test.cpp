@@ -10,7 +10,10 @@
 #include "tests/support/volumes.h"
 
 #include <cmath>
+#include <compare>
 #include <limits>
+#include <numeric>
+#include <sstream>
 
 using namespace tonalign::test;
 using testing::Each;
@@ -56,24 +59,20 @@ TEST(Smoothing, ReversesTheKernelAndCountsZeroOutsideTheSignal)
     }
 }
 
-TEST(Cdf, IsTheSumTakenAfreshForEachBin)
+TEST(Cdf, IsTheSumOfTheFrequencies)
 {
     Dice dice(5);
     for (int round = 0; round < 100; ++round) {
         const Volume volume = draw_volume(dice).volume;
         const int N = dice.between(1, 60);
-        for (const double sigma : {0.0, 0.4, 1.5}) {
-            Array3D<double> D = array_of(volume);
-            const HistogramArray cdf(N);
-            sigma > 0.0 ? calculate_smoothed_cdf(&D, cdf, N, sigma) : calculate_cdf(&D, cdf, N);
-            const Histogram expected = histogram_of(volume, N, sigma);
-            double sum = 0.0;
-            for (int i = 1; i <= N; ++i) {
-                ASSERT_EQ(cdf[1][i], expected.centre[i]);
-                ASSERT_EQ(cdf[2][i], sum += expected.frequency[i])
-                    << "round " << round << ", sigma " << sigma;
-            }
-        }
+        const double sigma = dice.any_of<double>({0.0, 0.4, 1.5});
+        Array3D<double> D = array_of(volume);
+        const HistogramArray cdf(N);
+        sigma > 0.0 ? calculate_smoothed_cdf(&D, cdf, N, sigma) : calculate_cdf(&D, cdf, N);
+        Histogram expected = histogram_of(volume, N, sigma);
+        std::partial_sum(expected.frequency.begin(), expected.frequency.end(), expected.frequency.begin());
+        ASSERT_EQ(row_of(cdf, 1, N), row_of(array_of(expected), 1, N));
+        ASSERT_EQ(row_of(cdf, 2, N), row_of(array_of(expected), 2, N)) << "round " << round;
     }
 }
 
@@ -97,31 +96,31 @@ TEST(MappingBetweenCdfs, TakesTheNearestAndOfTiesTheLowestBin)
     const std::vector<double> specials = {infinity, -infinity, 1e19, 2e19, -1e300, 1e17, -0.0, std::nan("")};
     Dice dice(20);
     for (int round = 0; round < 5000; ++round) {
-        const int N = dice.between(0, 24);
+        const bool with_specials = dice.once_in(3);
         const int levels = dice.any_of<int>({4, 1000});
-        Histogram from(N);
-        Histogram to(N);
-        for (int i = 1; i <= N; ++i) {
+        Histogram from(dice.between(1, 24));
+        Histogram to(from.bins);
+        for (int i = 1; i <= from.bins; ++i) {
             from.centre[i] = 500 + i;
             to.centre[i] = 100 + i;
-            from.frequency[i] = round % 3 == 0 && dice.once_in(9) ? dice.any_of(specials)
-                                                                  : dice.between(-1, 2 * levels + 1) * 0.5;
-            to.frequency[i] =
-                round % 6 == 0 && dice.once_in(9) ? dice.any_of(specials) : dice.between(0, levels);
+            for (Histogram* const h : {&from, &to}) {
+                h->frequency[i] =
+                    with_specials && dice.once_in(9) ? dice.any_of(specials) : dice.between(-1, levels) * 0.5;
+            }
         }
-        if (round % 6 != 0 && dice.once_in(2)) {
-            std::sort(to.frequency.begin() + 1, to.frequency.end());
+        if (dice.once_in(2)) {
+            std::sort(to.frequency.begin() + 1, to.frequency.end(),
+                      [](double a, double b) { return std::strong_order(a, b) < 0; });
         }
-        const HistogramArray table(N);
-        table[2][N + 1] = 42.0;
-        calculate_mapping_between_cdfs(table, array_of(from), array_of(to), N);
-        for (int i = 1; i <= N; ++i) {
+        const HistogramArray table(from.bins);
+        calculate_mapping_between_cdfs(table, array_of(from), array_of(to), from.bins);
+        for (int i = 1; i <= from.bins; ++i) {
             ASSERT_EQ(table[1][i], from.centre[i]);
             ASSERT_EQ(table[2][i], nearest_centre(from.frequency[i], to))
                 << "round " << round << ", bin " << i;
         }
-        ASSERT_EQ(table[2][N + 1], 42.0);
     }
+    calculate_mapping_between_cdfs(nullptr, nullptr, nullptr, 0);
 }
 
 Endpoints ends_of(const Histogram& histogram, double ratio)
@@ -129,16 +128,20 @@ Endpoints ends_of(const Histogram& histogram, double ratio)
     return ratio == 1.0 ? Endpoints{1, histogram.bins} : find_endpoints(histogram, ratio);
 }
 
-std::string text_of(const Endpoints& first, const Endpoints& second)
+std::string text_of(const Endpoints& e1, const Endpoints& e2)
 {
-    return "[out]bp_index1 = " + std::to_string(first.lower) +
-           "\tep_index1 = " + std::to_string(first.upper) +
-           "\n[out]bp_index2 = " + std::to_string(second.lower) +
-           "\tep_index2 = " + std::to_string(second.upper) + "\n[out]\n";
+    std::ostringstream text;
+    text << "[out]bp_index1 = " << e1.lower << "\tep_index1 = " << e1.upper
+         << "\n[out]bp_index2 = " << e2.lower << "\tep_index2 = " << e2.upper << "\n[out]\n";
+    return text.str();
 }
 
 TEST(DynamicRange, IsThatOfTheTargetVolumeOrOfTheTargetHistogram)
 {
+    int begin = 77;
+    int end = 88;
+    find_histogram_endpoints(nullptr, 0, 0.5, begin, end);
+    EXPECT_EQ(begin * 100 + end, 7788);
     Dice dice(6);
     for (int round = 0; round < 300; ++round) {
         const int N = dice.between(5, 40);
@@ -147,6 +150,7 @@ TEST(DynamicRange, IsThatOfTheTargetVolumeOrOfTheTargetHistogram)
         const double ratio2 = dice.any_of<double>({1.0, 0.9, 0.5});
         Volume input = draw_volume(dice).volume;
         Volume target = draw_volume(dice).volume;
+        Volume to_histogram = input;
         Array3D<double> D1 = array_of(input);
         Array3D<double> D2 = array_of(target);
         Array3D<double> D3 = array_of(input);
@@ -154,54 +158,38 @@ TEST(DynamicRange, IsThatOfTheTargetVolumeOrOfTheTargetHistogram)
         const Histogram hist2 = histogram_of(target, N, sigma);
         const Endpoints ends1 = ends_of(hist1, ratio1);
         const Endpoints ends2 = ends_of(hist2, ratio2);
-        const Endpoints after_clipping = {ends2.lower, N};
+        const Endpoints clipped = {ends2.lower, N};
         const Ended adjusted = ended([&] { adjust_dynamic_range(&D1, &D2, ratio1, ratio2, N, sigma); });
-        EXPECT_EQ(adjusted.text, text_of(ends1, ends2) + text_of(ends1, after_clipping));
+        EXPECT_EQ(adjusted.text, text_of(ends1, ends2) + text_of(ends1, clipped));
         adjust_dynamic_range(&D3, array_of(hist2), ratio1, ratio2, N, sigma);
 
         const std::vector<double> from = landmarks(hist1, ends1, extremes(input));
-        const std::vector<double> to = landmarks(hist2, after_clipping, extremes(target));
-        const std::vector<double> to_histogram = landmarks(hist2, ends2, extremes(input));
-        Volume to_target_histogram = input;
-        for (std::size_t j = 0; j < input.voxels.size(); ++j) {
-            to_target_histogram.voxels[j] = along_segments(input.voxels[j], from, to_histogram);
-            input.voxels[j] = along_segments(input.voxels[j], from, to);
-        }
+        follow_segments(to_histogram, from, landmarks(hist2, ends2, extremes(input)));
+        follow_segments(input, from, landmarks(hist2, clipped, extremes(target)));
         for (double& v : target.voxels) {
             v = std::min(v, hist2.centre[ends2.upper]);
         }
         ASSERT_EQ(bits_of(D1), bits_of(input.voxels)) << "round " << round;
         ASSERT_EQ(bits_of(D2), bits_of(target.voxels)) << "round " << round;
-        ASSERT_EQ(bits_of(D3), bits_of(to_target_histogram.voxels)) << "round " << round;
+        ASSERT_EQ(bits_of(D3), bits_of(to_histogram.voxels)) << "round " << round;
     }
-    int begin = 77;
-    int end = 88;
-    find_histogram_endpoints(nullptr, 0, 0.5, begin, end);
-    EXPECT_EQ(begin * 100 + end, 7788);
 }
 
-TEST(ScalingTransformation, FollowsTheFirstOfUnorderedSegmentsThatContainsAVoxel)
+TEST(ScalingTransformation, FollowsAsManyLandmarksAsTheTargetCounts)
 {
-    Dice dice(7);
-    for (int round = 0; round < 300; ++round) {
-        const int count = dice.between(1, 4);
-        const LandmarkMatrix from(5);
-        const LandmarkMatrix to(5);
-        Volume volume = draw_volume(dice, 3, 4, 5).volume;
-        for (double& v : volume.voxels) {
-            v = dice.between(-1, 9);
-        }
-        for (int k = 1; k <= 4; ++k) {
-            from[2][k] = dice.between(0, 8);
-            to[2][k] = dice.between(0, 8) * 0.7;
-        }
-        to[3][5] = count;
+    for (const int count : {1, 2, 3, 4}) {
+        Volume volume{7, 1, 1, {-1, 0, 1, 2, 3, 4, 5}};
+        const std::vector<double> from = {0, 3, 1, 4};
+        const std::vector<double> to = {10, 20, 30, 40};
+        const LandmarkMatrix IM1(5);
+        const LandmarkMatrix IM2(5);
+        std::copy_n(from.begin(), 4, IM1[2] + 1);
+        std::copy_n(to.begin(), 4, IM2[2] + 1);
+        IM2[3][5] = count;
         Array3D<double> D = array_of(volume);
-        apply_scaling_transformation(&D, from, to, 5);
-        for (double& v : volume.voxels) {
-            v = along_segments(v, row_of(from, 2, count), row_of(to, 2, count));
-        }
-        ASSERT_EQ(bits_of(D), bits_of(volume.voxels)) << "round " << round;
+        apply_scaling_transformation(&D, IM1, IM2, 5);
+        follow_segments(volume, {from.begin(), from.begin() + count}, to);
+        EXPECT_EQ(voxels_of(D), volume.voxels) << count;
     }
 }
 

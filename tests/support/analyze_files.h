@@ -11,29 +11,16 @@
 
 namespace tonalign::test {
 
-enum class ElementType
-{
-    unsigned8,
-    signed16,
-    signed32,
-    float32,
-    float64,
-};
-
-enum class ByteOrder
-{
-    native,
-    foreign,
-};
+// clang-format off
+enum class ElementType { unsigned8, signed16, signed32, float32, float64 };
+enum class ByteOrder { native, foreign };
+// clang-format on
 
 /// The content of a header file, its numbers in the byte order of this machine.
 using HeaderRecord = std::array<unsigned char, 348>;
 
 namespace header_offset {
-inline constexpr std::size_t dim = 40;
-inline constexpr std::size_t vox_units = 56;
-inline constexpr std::size_t datatype = 70;
-inline constexpr std::size_t bitpix = 72;
+inline constexpr std::size_t dim = 40, vox_units = 56, datatype = 70, bitpix = 72;
 } // namespace header_offset
 
 template <typename T>

@@ -8,32 +8,6 @@
 
 namespace tonalign::test {
 
-namespace {
-
-std::vector<double> gaussian_kernel(double sigma)
-{
-    std::vector<double> kernel(1 + (sigma < 1.0 ? 9 : static_cast<int>(10.0 * sigma + 1.0)));
-    double sum = 0.0;
-    for (int i = 1; i < std::ssize(kernel); ++i) {
-        const double t = i - 0.5 * static_cast<double>(kernel.size());
-        kernel[i] = std::exp(((-t) * t) * 0.5 / sigma / sigma);
-        sum = sum + kernel[i];
-    }
-    for (double& weight : kernel) {
-        weight = weight / sum;
-    }
-    return kernel;
-}
-
-std::string exact_decimal(double value)
-{
-    char digits[512];
-    std::snprintf(digits, sizeof digits, "%.128g", value);
-    return digits;
-}
-
-} // namespace
-
 Extremes extremes(const Volume& volume)
 {
     return {*std::min_element(volume.voxels.begin(), volume.voxels.end()),
@@ -44,11 +18,7 @@ int bin_of(double v, const Extremes& range, int bins)
 {
     const double half_width = (range.largest - range.smallest) / (bins + bins);
     const double k = std::ceil((v - range.smallest) / (half_width + half_width));
-    // The negation also takes 0/0, the quotient of a volume that holds a single value.
-    if (!(k >= 1.0)) {
-        return 1;
-    }
-    return k > bins ? bins : static_cast<int>(k);
+    return !(k >= 1.0) ? 1 : k > bins ? bins : static_cast<int>(k); // 0/0 is in bin 1
 }
 
 /// The kernel reversed, its centre rounded down, and nothing outside the signal.
@@ -97,7 +67,16 @@ Histogram histogram_of(const Volume& volume, int bins, double sigma)
     histogram.total = sum_of_frequencies(histogram);
     normalise(histogram, histogram.total);
     if (sigma > 0.0) {
-        histogram.frequency = convolved(histogram.frequency, gaussian_kernel(sigma));
+        Histogram kernel(sigma < 1.0 ? 9 : static_cast<int>(10.0 * sigma + 1.0));
+        for (int i = 1; i <= kernel.bins; ++i) {
+            const double t = i - 0.5 * (kernel.bins + 1);
+            kernel.frequency[i] = std::exp(((-t) * t) * 0.5 / sigma / sigma);
+        }
+        const double sum = sum_of_frequencies(kernel);
+        for (double& weight : kernel.frequency) {
+            weight = weight / sum;
+        }
+        histogram.frequency = convolved(histogram.frequency, kernel.frequency);
         histogram.frequency[1] = 0.0;
         normalise(histogram, sum_of_frequencies(histogram));
     }
@@ -131,14 +110,16 @@ std::vector<double> landmarks(const Histogram& histogram, const Endpoints& ends,
     return {range.smallest, histogram.centre[ends.lower], histogram.centre[ends.upper], range.largest};
 }
 
-double along_segments(double v, const std::vector<double>& from, const std::vector<double>& to)
+void follow_segments(Volume& volume, const std::vector<double>& from, const std::vector<double>& to)
 {
-    for (std::size_t k = 0; k + 1 < from.size(); ++k) {
-        if (from[k] < v && v <= from[k + 1]) {
-            return ((v - from[k]) * (to[k + 1] - to[k])) / (from[k + 1] - from[k]) + to[k];
+    for (double& v : volume.voxels) {
+        for (std::size_t k = 0; k + 1 < from.size(); ++k) {
+            if (from[k] < v && v <= from[k + 1]) {
+                v = ((v - from[k]) * (to[k + 1] - to[k])) / (from[k + 1] - from[k]) + to[k];
+                break;
+            }
         }
     }
-    return v;
 }
 
 double distance(const Histogram& a, const Histogram& b)
@@ -155,7 +136,9 @@ std::string file_text(const Histogram& histogram)
 {
     std::string text;
     for (int i = 1; i <= histogram.bins; ++i) {
-        text += exact_decimal(histogram.centre[i]) + "\t" + exact_decimal(histogram.frequency[i]) + "\n";
+        char line[512];
+        std::snprintf(line, sizeof line, "%.128g\t%.128g\n", histogram.centre[i], histogram.frequency[i]);
+        text += line;
     }
     return text;
 }

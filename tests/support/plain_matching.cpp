@@ -20,37 +20,25 @@ void match_endpoints(Volume& input, Volume& target, const Parameters& parameters
     const Histogram hist1 = histogram_of(input, parameters.bins, parameters.sigma);
     const Histogram hist2 = histogram_of(target, parameters.bins, parameters.sigma);
     const Endpoints ends1 = find_endpoints(hist1, 0.9998);
-    Endpoints ends2 = find_endpoints(hist2, 0.9998);
-    const auto report = [&] {
-        for (const int bin : {ends1.lower, ends1.upper, ends2.lower, ends2.upper}) {
+    const Endpoints ends2 = find_endpoints(hist2, 0.9998);
+    for (const int upper : {ends2.upper, parameters.bins}) {
+        for (const int bin : {ends1.lower, ends1.upper, ends2.lower, upper}) {
             outcome.reported.push_back(bin);
         }
-    };
-    report();
+    }
     for (double& v : target.voxels) {
         v = std::min(v, hist2.centre[ends2.upper]);
     }
-    ends2.upper = parameters.bins;
-    report();
-    const std::vector<double> from = landmarks(hist1, ends1, range1);
-    const std::vector<double> to = landmarks(hist2, ends2, range2);
-    for (double& v : input.voxels) {
-        v = along_segments(v, from, to);
-    }
+    follow_segments(input, landmarks(hist1, ends1, range1),
+                    landmarks(hist2, {ends2.lower, parameters.bins}, range2));
 }
 
-void map_to_output_range(Volume& volume, const Extremes& range)
+std::vector<float> map_to_output_range(Volume& volume, const Extremes& range)
 {
+    std::vector<float> floats;
     for (double& v : volume.voxels) {
         v = v + -range.smallest;
         v = v * (255.0 / (range.largest - range.smallest));
-    }
-}
-
-std::vector<float> as_floats(const Volume& volume)
-{
-    std::vector<float> floats;
-    for (const double v : volume.voxels) {
         floats.push_back(static_cast<float>(v));
     }
     return floats;
@@ -94,15 +82,13 @@ Outcome match_to_volume(Volume input, Volume target, const Parameters& parameter
     if (common.largest == common.smallest) {
         return {no_range};
     }
-    map_to_output_range(input, common);
-    map_to_output_range(target, common);
+    outcome.output1 = map_to_output_range(input, common);
+    outcome.output2 = map_to_output_range(target, common);
     hist1 = histogram_of(input, bins);
     hist2 = histogram_of(target, bins, parameters.sigma);
     report();
     outcome.output1_histogram = file_text(hist1);
     outcome.output2_histogram = file_text(hist2);
-    outcome.output1 = as_floats(input);
-    outcome.output2 = as_floats(target);
     return outcome;
 }
 
@@ -126,11 +112,10 @@ Outcome match_to_histogram(Volume input, const std::vector<std::pair<double, dou
     if (range.largest == range.smallest) {
         return {no_range};
     }
-    map_to_output_range(input, range);
+    outcome.output1 = map_to_output_range(input, range);
     hist1 = histogram_of(input, bins);
     outcome.reported.push_back(distance(hist1, hist2));
     outcome.output1_histogram = file_text(hist1);
-    outcome.output1 = as_floats(input);
     return outcome;
 }
 

@@ -12,21 +12,16 @@ struct Parameters
 {
     int bins = 0;
     double sigma = 0.0; ///< in bins; 0 or below: no smoothing
-    bool match_endpoints = false;
-    bool match_histogram = false;
+    bool match_endpoints = false, match_histogram = false;
 };
 
 /// Everything a run writes, apart from its headers and texts.
 struct Outcome
 {
-    std::string refusal{};          ///< why the run cannot be done; empty when it can
-    std::vector<double> reported{}; ///< ranges, errors and endpoints in the order of the console
-    std::vector<float> output1{};
-    std::vector<float> output2{};   ///< empty without a target volume
-    std::string input1_histogram{}; ///< the histogram files, byte by byte
-    std::string input2_histogram{};
-    std::string output1_histogram{};
-    std::string output2_histogram{};
+    std::string refusal{};                   ///< why the run cannot be done; empty when it can
+    std::vector<double> reported{};          ///< ranges, errors and endpoints in the order of the console
+    std::vector<float> output1{}, output2{}; ///< the second empty without a target volume
+    std::string input1_histogram{}, input2_histogram{}, output1_histogram{}, output2_histogram{}; ///< files
 };
 
 Outcome match_to_volume(Volume input, Volume target, const Parameters& parameters);

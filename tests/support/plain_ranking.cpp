@@ -17,11 +17,6 @@ struct Ranked
     std::size_t voxel;
 };
 
-bool is_above(const Ranked& a, const Ranked& b)
-{
-    return std::lexicographical_compare(b.key.begin(), b.key.end(), a.key.begin(), a.key.end());
-}
-
 void sort(std::vector<Ranked>& v, int begin, int end)
 {
     if (begin >= end) {
@@ -31,8 +26,9 @@ void sort(std::vector<Ranked>& v, int begin, int end)
         std::swap(v[(begin + end) / 2], v[end]);
     }
     int q = begin;
+    const auto& pivot = v[end].key;
     for (int j = begin; j < end; ++j) {
-        if (!is_above(v[j], v[end])) {
+        if (!std::lexicographical_compare(pivot.begin(), pivot.end(), v[j].key.begin(), v[j].key.end())) {
             std::swap(v[q++], v[j]);
         }
     }
@@ -67,8 +63,7 @@ std::vector<Ranked> ranked_voxels(const Volume& volume, int bins)
 /// First and last rank of a bin; -1 and -1 for a bin that holds none.
 struct Ranks
 {
-    int first = -1;
-    int last = -1;
+    int first = -1, last = -1;
 };
 
 std::vector<Ranks> consecutive_ranks(const Histogram& target, double voxels)

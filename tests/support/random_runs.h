@@ -15,7 +15,10 @@ class Dice
 {
 public:
     explicit Dice(std::uint64_t seed) : m_engine(seed) {}
-    int between(int lowest, int highest);
+    int between(int lowest, int highest)
+    {
+        return lowest + static_cast<int>(m_engine() % (highest - lowest + 1U));
+    }
     bool once_in(int n) { return between(1, n) == 1; }
     template <typename T>
     T any_of(const std::vector<T>& choices)
@@ -37,24 +40,20 @@ struct StoredVolume
     std::string bytes_after; ///< what follows the voxels in the image file
 };
 
-/// A volume of one of the kinds that matter to the matching: noise, regions, outliers, ties and more.
+/// A volume of one of the kinds that matter to the matching: noise, regions, ties, signed zeros and more.
 StoredVolume draw_volume(Dice& dice, int nx, int ny, int nz);
-
-/// The same, of a size drawn as well: single slices and lines, a few voxels, up to 24x20x18.
-StoredVolume draw_volume(Dice& dice);
+StoredVolume draw_volume(Dice& dice); ///< of a size drawn as well, lines and single slices included
 
 struct ToolRun
 {
-    std::vector<std::string> arguments; ///< without the program's name
-    std::map<std::string, std::string> inputs;
-    std::map<std::string, std::string> outputs;
-    Outcome outcome;
+    std::vector<std::string> arguments{}; ///< without the program's name
+    std::map<std::string, std::string> inputs{}, outputs{};
+    Outcome outcome{};
 };
 
-/// Completed runs; the same seed gives the same run. A large one has several slabs, blocks of the reader, and
-/// outliers beyond both endpoints.
-ToolRun draw_run_to_volume(std::uint64_t seed, bool large);
-ToolRun draw_run_to_histogram(std::uint64_t seed, bool large);
+/// A completed run, to a volume or to a histogram. A large one has several slabs, several blocks of the
+/// reader, and outliers beyond the endpoints.
+ToolRun draw_run(Dice& dice, bool to_volume, bool large);
 
 /// Puts the volume's two files, under a base name, among the inputs of a run.
 void add_volume(ToolRun& run, const StoredVolume& stored, const std::string& base);

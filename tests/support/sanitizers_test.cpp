@@ -8,43 +8,26 @@
 
 namespace {
 
+volatile int number = INT_MAX;
+volatile double too_large = 1e30;
+int* volatile block = new int[3]{};
+
 const struct
 {
     const char* checker;
     void (*fault)();
     const char* report;
 } faults[] = {
-    {"address",
-     [] {
-         int* volatile block = new int[3]{};
-         const volatile int past_the_end = 3;
-         [[maybe_unused]] const volatile int read = block[past_the_end];
-     },
-     "heap-buffer-overflow"},
-    {"address",
-     [] {
-         [[maybe_unused]] int* volatile block = new int[3];
-         block = nullptr;
-     },
-     "detected memory leaks"},
-    {"undefined",
-     [] {
-         volatile int most = INT_MAX;
-         most = most + 1;
-     },
-     "signed integer overflow"},
-    {"float-cast-overflow",
-     [] {
-         const volatile double too_large = 1e30;
-         [[maybe_unused]] const volatile int cut = static_cast<int>(too_large);
-     },
-     "outside the range of representable values"},
+    {"address", [] { number = block[number % 4]; }, "heap-buffer-overflow"},
+    {"address", [] { block = nullptr; }, "detected memory leaks"},
+    {"undefined", [] { number = number + 1; }, "signed integer overflow"},
+    {"float-cast-overflow", [] { number = static_cast<int>(too_large); },
+     "outside the range of representable"},
     {"thread",
      [] {
-         volatile long sum = 0;
 #pragma omp parallel for num_threads(3)
          for (int i = 0; i < 100'000; ++i) {
-             sum = sum + i;
+             too_large = too_large + i;
          }
      },
      "data race"},

@@ -14,24 +14,15 @@ namespace tonalign::test {
 class TemporaryDirectory
 {
 public:
-    TemporaryDirectory()
-    {
-        if (mkdtemp(m_path.data()) == nullptr) {
-            throw std::runtime_error("cannot make a temporary directory");
-        }
-    }
-    ~TemporaryDirectory()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
+    TemporaryDirectory() : m_path(mkdtemp(m_name.data())) {}
+    ~TemporaryDirectory() { std::filesystem::remove_all(m_path); }
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    std::filesystem::path path() const { return m_path; }
+    const std::filesystem::path& path() const { return m_path; }
 
 private:
-    std::string m_path = (std::filesystem::temp_directory_path() / "tonalign-test-XXXXXX").string();
+    std::string m_name = std::filesystem::temp_directory_path() / "tonalign-test-XXXXXX";
+    std::filesystem::path m_path;
 };
 
 inline std::string read_file(const std::filesystem::path& path)
@@ -40,7 +31,7 @@ inline std::string read_file(const std::filesystem::path& path)
     if (!file) {
         throw std::runtime_error("cannot read " + path.string());
     }
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 inline void write_file(const std::filesystem::path& path, const std::string& bytes)

@@ -35,13 +35,13 @@ inline HistogramArray array_of(const Histogram& histogram)
 }
 
 /// Columns 1..N of a row.
-inline std::vector<double> row_of(double* const* histogram, int row, int N)
+inline auto row_of(const auto& matrix, int row, int N)
 {
-    return {histogram[row] + 1, histogram[row] + N + 1};
+    return std::vector(matrix[row] + 1, matrix[row] + N + 1);
 }
 
-/// Voxels drawn from a few grey levels, so that ties abound. The levels are no short binary fractions: sums
-/// of them depend on the order of the additions.
+/// Voxels drawn from a few grey levels. The levels are no short binary fractions: sums of them depend on the
+/// order of the additions.
 inline Array3D<double> random_volume(int nx, int ny, int nz, std::mt19937::result_type levels,
                                      std::mt19937& random)
 {
@@ -59,10 +59,8 @@ inline std::vector<double> voxels_of(const Array3D<double>& volume)
 /// For comparisons that must tell every bit, the sign of zero included.
 inline std::vector<std::uint64_t> bits_of(const std::vector<double>& values)
 {
-    std::vector<std::uint64_t> bits;
-    for (const double value : values) {
-        bits.push_back(std::bit_cast<std::uint64_t>(value));
-    }
+    std::vector<std::uint64_t> bits(values.size());
+    std::transform(values.begin(), values.end(), bits.begin(), std::bit_cast<std::uint64_t, double>);
     return bits;
 }
 
