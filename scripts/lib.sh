@@ -6,7 +6,6 @@
 # shellcheck disable=SC2034 # for those who source this
 readonly test_packages=(
     g++ cmake ninja-build libgtest-dev libgmock-dev pkgconf
-    locales                                 # the sources of a locale with a decimal comma
     nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
     python3-matplotlib python3-pil          # for the report's page
     scdoc groff-base                        # the manual pages, and a check of them

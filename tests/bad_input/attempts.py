@@ -1,12 +1,13 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """One run of the tool on a bad input, and what is compared afterwards."""
 
 import os
 import re
 import subprocess
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 from pathlib import Path
 
-TIME_LIMIT_SECONDS = 300  # the ten million lines take seconds, but much longer under sanitizers on a busy machine
+TIME_LIMIT_SECONDS = 100
 RUNNING_TIME = re.compile(rb"(?<=\*\*\*\*\*TOTAL RUNNING TIME\*\*\*\*\*\n)\d[\d.e-]*(?=\n\n\n$)")
 # What an earlier run has left; a refused one must neither change it nor make the other files.
 OLD_OUTPUTS = ("1.img", "2.hdr", "1t.hist", "2.hist")
@@ -20,9 +21,6 @@ class Attempt:
     arguments: list
     plain: list = None
     name: str = "bad"
-    compared: str = ""  # the ending of those outputs that are compared; empty: all
-    kept: tuple = (0, b"")  # offset and bytes of the header of output 1 that are not those of the plain form
-    environment: dict = field(default_factory=dict)
 
 
 def usage1(source, target, stages="01", bins=8, sigma=0, out="out"):
@@ -34,21 +32,20 @@ def usage2(source, target="good.hist", bins=8, out="out"):
     return [source, target, f"{out}/1", str(bins), f"{out}/1.hist", f"{out}/1t.hist"]
 
 
-def as_input(name="bad", plain="plain", **how):
-    return Attempt(usage2(name), usage2(plain), name, **how)
+def as_input(name="bad", plain="plain"):
+    return Attempt(usage2(name), usage2(plain), name)
 
 
-def in_every_place(name="bad", plain="plain", **how):
+def in_every_place(name="bad", plain="plain"):
     """As input of either run form, and as target."""
-    yield as_input(name, plain, **how)
-    yield Attempt(usage1(name, "target"), usage1(plain, "target"), name, **how)
-    if not how.get("kept"):
-        yield Attempt(usage1("target", name), usage1("target", plain), name, **how)
+    yield as_input(name, plain)
+    yield Attempt(usage1(name, "target"), usage1(plain, "target"), name)
+    yield Attempt(usage1("target", name), usage1("target", plain), name)
 
 
-def run(tool, arguments, environment=None):
+def run(tool, arguments):
     # Waiting threads sleep, since other tests run beside this one.
-    settings = {"LC_ALL": "C", "OMP_WAIT_POLICY": "passive"} | (environment or {})
+    settings = {"LC_ALL": "C", "OMP_WAIT_POLICY": "passive"}
     return subprocess.run([tool, *arguments], env=os.environ | settings, stdin=subprocess.DEVNULL,
                           capture_output=True, timeout=TIME_LIMIT_SECONDS, check=False)
 
@@ -62,10 +59,9 @@ def fresh_outputs(old=()):
         (folder / name).write_bytes(b"from before")
 
 
-def outputs(ending=""):
+def outputs():
     """Time and content of each file, so that one written anew with what it held shows as well."""
-    return {file.name: (file.stat().st_mtime_ns, file.read_bytes())
-            for file in Path("out").iterdir() if file.name.endswith(ending)}
+    return {file.name: (file.stat().st_mtime_ns, file.read_bytes()) for file in Path("out").iterdir()}
 
 
 def matches(text, name, output):
@@ -76,19 +72,12 @@ def matches(text, name, output):
 
 def differences_from_plain(tool, attempt):
     """The outputs of a complete run that are not those of the same run in plain form."""
-    def remember():
-        return {name: content for name, (_, content) in outputs(attempt.compared).items()}
-
-    actual = remember()
+    actual = {name: content for name, (_, content) in outputs().items()}
     fresh_outputs()
     result = run(tool, attempt.plain)
-    expected = remember()
+    expected = {name: content for name, (_, content) in outputs().items()}
     if not RUNNING_TIME.search(result.stdout) or result.stderr or not expected:
         yield "the plain form does not run through"
-    if "1.hdr" in expected:
-        offset, kept = attempt.kept
-        header = expected["1.hdr"]
-        expected["1.hdr"] = header[:offset] + kept + header[offset + len(kept):]
     for name in sorted(expected.keys() | actual.keys()):
         if expected.get(name) != actual.get(name):
             yield f"{name} is not that of the plain form"
@@ -100,7 +89,7 @@ def faults(tool, row, attempt):
     is_complete = completeness == "complete"
     fresh_outputs(() if is_complete else OLD_OUTPUTS)
     before = outputs()
-    result = run(tool, attempt.arguments, attempt.environment)
+    result = run(tool, attempt.arguments)
     if result.returncode != int(status):
         yield f"status {result.returncode}"
     if bool(RUNNING_TIME.search(result.stdout)) != is_complete:

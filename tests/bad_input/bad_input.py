@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Gives the tool every input of the table in docs/RELIABILITY.md and compares what comes of it with the table.
 
 bad_input.py TOOL DOCUMENT [KEY...]
@@ -79,6 +80,7 @@ def main():
     problems = [f"{key} has no maker" for key in keys if key not in inputs.MAKERS]
     problems += [f"{key} has no row" for key in inputs.MAKERS if key not in keys]
     problems += [f"{key} has two rows" for key in set(keys) if keys.count(key) > 1]
+    problems += [f"{key} is no key of the table" for key in arguments.keys if key not in keys]
     if not rows:
         problems.append("the table is empty")
     tried = 0
