@@ -12,6 +12,7 @@
 
 #include <omp.h>
 
+#include <cmath>
 #include <limits>
 
 using namespace tonalign::test;
@@ -20,27 +21,21 @@ using tonalign::HistogramArray;
 
 namespace {
 
-void expect_convolution(const Volume& volume, const Volume& filter)
-{
-    Array3D<double> I = array_of(volume);
-    Array3D<double> F = array_of(filter);
-    Array3D<double> O(volume.nz, volume.ny, volume.nx);
-    O = -99.0;
-    convolution3Dn(&I, &F, &O);
-    ASSERT_EQ(bits_of(O), bits_of(convolved(volume, filter).voxels))
-        << volume.nx << " x " << volume.ny << " x " << volume.nz << ", filter of " << filter.nx;
-}
-
 TEST(Convolution, IsTheDenseSumOnEverySmallSize)
 {
     std::mt19937 random(1);
     const auto draw = [&random](int nx, int ny, int nz) {
         return Volume{nx, ny, nz, voxels_of(random_volume(nx, ny, nz, 50, random))};
     };
-    const Volume filters[] = {shell_filter(2), shell_filter(5), draw(5, 3, 1), draw(2, 4, 3)};
-    for (int size = 0; size < 6 * 6 * 6; ++size) {
-        for (const Volume& filter : filters) {
-            expect_convolution(draw(size % 6 + 1 + size % 4 * 9, size / 6 % 6 + 1, size / 36 + 1), filter);
+    for (const Volume& filter : {shell_filter(2), shell_filter(5), draw(5, 3, 1), draw(2, 4, 3)}) {
+        for (int size = 0; size < 6 * 6 * 6; ++size) {
+            const Volume volume = draw(size % 6 + 1 + size % 4 * 9, size / 6 % 6 + 1, size / 36 + 1);
+            Array3D<double> I = array_of(volume);
+            Array3D<double> F = array_of(filter);
+            Array3D<double> O(volume.nz, volume.ny, volume.nx);
+            O = -99.0;
+            convolution3Dn(&I, &F, &O);
+            ASSERT_EQ(bits_of(O), bits_of(convolved(volume, filter).voxels)) << "filter of " << filter.nx;
         }
     }
 }
@@ -106,21 +101,25 @@ TEST(ExactMatching, IsTheTranscribedOneOnRandomVolumes)
     }
 }
 
-/// What random volumes meet too seldom.
+/// What random volumes meet too seldom. The rows fall and rise again, nearly all in one bin: the middle is a
+/// poor pivot over and over, and keys are equal within each row.
 TEST(ExactMatching, IsTheTranscribedOneOnTellingVolumes)
 {
     Dice dice(9);
     for (int round = 0; round < 20 && !HasFailure(); ++round) {
         Volume halves{8, 8, 16, {}};
         Volume zeros{7, 6, 5, {}};
-        for (int j = 0; j < 8 * 8 * 16; ++j) {
+        Volume rows{18, 16, 16, {}};
+        for (int j = 0; j < 18 * 16 * 16; ++j) {
             halves.voxels.push_back(dice.once_in(2) ? 0.0 : j < 8 * 8 * 8 ? 9.1 : 9.2);
-        }
-        for (int j = 0; j < 7 * 6 * 5; ++j) {
             zeros.voxels.push_back(dice.any_of<double>({-1.5, -0.0, 0.0, 0.1, 1.3}));
+            rows.voxels.push_back(j == 0 ? 0.0 : 1e5 + std::abs(j / 18 * 16 - 2040.3));
         }
+        halves.voxels.resize(8 * 8 * 16);
+        zeros.voxels.resize(7 * 6 * 5);
         expect_match(halves, draw_target(dice, 4));
         expect_match(zeros, draw_target(dice, 3));
+        expect_match(rows, draw_target(dice, dice.between(3, 12)));
     }
 }
 

@@ -10,7 +10,6 @@
 #include "tests/support/volumes.h"
 
 #include <cmath>
-#include <compare>
 #include <limits>
 #include <numeric>
 #include <sstream>
@@ -76,56 +75,52 @@ TEST(Cdf, IsTheSumOfTheFrequencies)
     }
 }
 
-/// The centre that the literal double loop assigns; 0 where no target value is near enough.
-double nearest_centre(double value, const Histogram& target)
-{
-    double smallest = 1e19;
-    double centre = 0.0;
-    for (int j = 1; j <= target.bins; ++j) {
-        if (std::fabs(value - target.frequency[j]) < smallest) {
-            smallest = std::fabs(value - target.frequency[j]);
-            centre = target.centre[j];
-        }
-    }
-    return centre;
-}
-
 TEST(MappingBetweenCdfs, TakesTheNearestAndOfTiesTheLowestBin)
 {
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    const std::vector<double> specials = {infinity, -infinity, 1e19, 2e19, -1e300, 1e17, -0.0, std::nan("")};
+    const std::vector<double> specials = {infinity, -infinity, 1e19, 2e19, -1e300, 1e17, -0.0};
     Dice dice(20);
     for (int round = 0; round < 5000; ++round) {
-        const bool with_specials = dice.once_in(3);
+        const int rarity = dice.any_of<int>({9, 1000000}); // of the specials
         const int levels = dice.any_of<int>({4, 1000});
-        Histogram from(dice.between(1, 24));
-        Histogram to(from.bins);
-        for (int i = 1; i <= from.bins; ++i) {
-            from.centre[i] = 500 + i;
-            to.centre[i] = 100 + i;
-            for (Histogram* const h : {&from, &to}) {
-                h->frequency[i] =
-                    with_specials && dice.once_in(9) ? dice.any_of(specials) : dice.between(-1, levels) * 0.5;
+        std::vector<double> from(dice.between(1, 24));
+        std::vector<double> to(from.size());
+        for (std::vector<double>* const values : {&from, &to}) {
+            for (double& value : *values) {
+                value = dice.once_in(rarity) ? dice.any_of(specials) : dice.between(-1, levels) * 0.5;
             }
         }
         if (dice.once_in(2)) {
-            std::sort(to.frequency.begin() + 1, to.frequency.end(),
-                      [](double a, double b) { return std::strong_order(a, b) < 0; });
+            std::sort(to.begin(), to.end());
         }
-        const HistogramArray table(from.bins);
-        calculate_mapping_between_cdfs(table, array_of(from), array_of(to), from.bins);
-        for (int i = 1; i <= from.bins; ++i) {
-            ASSERT_EQ(table[1][i], from.centre[i]);
-            ASSERT_EQ(table[2][i], nearest_centre(from.frequency[i], to))
-                << "round " << round << ", bin " << i;
+        for (std::vector<double>* const values : {&from, &to}) {
+            if (dice.once_in(rarity)) {
+                values->at(dice.between(1, static_cast<int>(values->size())) - 1) = std::nan("");
+            }
+        }
+        const int N = static_cast<int>(from.size());
+        const HistogramArray cdf1(N);
+        const HistogramArray cdf2(N);
+        const HistogramArray table(N);
+        std::iota(cdf1[1] + 1, cdf1[1] + N + 1, 501.0);
+        std::iota(cdf2[1] + 1, cdf2[1] + N + 1, 101.0);
+        std::copy(from.begin(), from.end(), cdf1[2] + 1);
+        std::copy(to.begin(), to.end(), cdf2[2] + 1);
+        calculate_mapping_between_cdfs(table, cdf1, cdf2, N);
+        for (int i = 1; i <= N; ++i) {
+            double smallest = 1e19; // at or beyond it nothing is near
+            double nearest = 0.0;
+            for (int j = 1; j <= N; ++j) {
+                if (std::fabs(cdf1[2][i] - cdf2[2][j]) < smallest) {
+                    smallest = std::fabs(cdf1[2][i] - cdf2[2][j]);
+                    nearest = 100 + j;
+                }
+            }
+            ASSERT_EQ(table[1][i], 500 + i);
+            ASSERT_EQ(table[2][i], nearest) << "round " << round << ", bin " << i;
         }
     }
     calculate_mapping_between_cdfs(nullptr, nullptr, nullptr, 0);
-}
-
-Endpoints ends_of(const Histogram& histogram, double ratio)
-{
-    return ratio == 1.0 ? Endpoints{1, histogram.bins} : find_endpoints(histogram, ratio);
 }
 
 std::string text_of(const Endpoints& e1, const Endpoints& e2)
@@ -138,73 +133,63 @@ std::string text_of(const Endpoints& e1, const Endpoints& e2)
 
 TEST(DynamicRange, IsThatOfTheTargetVolumeOrOfTheTargetHistogram)
 {
+    Dice dice(6);
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        const int N = dice.between(5, 40);
+        const double sigma = dice.any_of<double>({0.0, 0.7, 2.0});
+        const double share1 = dice.any_of<double>({1.0, 0.9998, 0.75, 0.1});
+        const double share2 = dice.any_of<double>({1.0, 0.9, 0.5});
+        Volume input = draw_volume(dice).volume;
+        Volume target = draw_volume(dice).volume;
+        Volume own = input;
+        Array3D<double> D1 = array_of(input);
+        Array3D<double> D2 = array_of(target);
+        const Ended adjusted = ended([&] { adjust_dynamic_range(&D1, &D2, share1, share2, N, sigma); });
+        const Histogram hist1 = histogram_of(input, N, sigma);
+        const Histogram hist2 = histogram_of(target, N, sigma);
+        const auto [ends1, ends2] = match_endpoints(input, target, N, sigma, share1, share2);
+        ASSERT_EQ(adjusted.text, text_of(ends1, ends2) + text_of(ends1, {ends2.lower, N}));
+        ASSERT_EQ(bits_of(D1), bits_of(input.voxels));
+        ASSERT_EQ(bits_of(D2), bits_of(target.voxels));
+
+        D1 = array_of(own);
+        adjust_dynamic_range(&D1, array_of(hist2), share1, share2, N, sigma);
+        follow_segments(own, landmarks(hist1, ends1, extremes(own)), landmarks(hist2, ends2, extremes(own)));
+        ASSERT_EQ(bits_of(D1), bits_of(own.voxels));
+    }
     int begin = 77;
     int end = 88;
     find_histogram_endpoints(nullptr, 0, 0.5, begin, end);
     EXPECT_EQ(begin * 100 + end, 7788);
-    Dice dice(6);
-    for (int round = 0; round < 300; ++round) {
-        const int N = dice.between(5, 40);
-        const double sigma = dice.any_of<double>({0.0, 0.7, 2.0});
-        const double ratio1 = dice.any_of<double>({1.0, 0.9998, 0.75, 0.1});
-        const double ratio2 = dice.any_of<double>({1.0, 0.9, 0.5});
-        Volume input = draw_volume(dice).volume;
-        Volume target = draw_volume(dice).volume;
-        Volume to_histogram = input;
-        Array3D<double> D1 = array_of(input);
-        Array3D<double> D2 = array_of(target);
-        Array3D<double> D3 = array_of(input);
-        const Histogram hist1 = histogram_of(input, N, sigma);
-        const Histogram hist2 = histogram_of(target, N, sigma);
-        const Endpoints ends1 = ends_of(hist1, ratio1);
-        const Endpoints ends2 = ends_of(hist2, ratio2);
-        const Endpoints clipped = {ends2.lower, N};
-        const Ended adjusted = ended([&] { adjust_dynamic_range(&D1, &D2, ratio1, ratio2, N, sigma); });
-        EXPECT_EQ(adjusted.text, text_of(ends1, ends2) + text_of(ends1, clipped));
-        adjust_dynamic_range(&D3, array_of(hist2), ratio1, ratio2, N, sigma);
-
-        const std::vector<double> from = landmarks(hist1, ends1, extremes(input));
-        follow_segments(to_histogram, from, landmarks(hist2, ends2, extremes(input)));
-        follow_segments(input, from, landmarks(hist2, clipped, extremes(target)));
-        for (double& v : target.voxels) {
-            v = std::min(v, hist2.centre[ends2.upper]);
-        }
-        ASSERT_EQ(bits_of(D1), bits_of(input.voxels)) << "round " << round;
-        ASSERT_EQ(bits_of(D2), bits_of(target.voxels)) << "round " << round;
-        ASSERT_EQ(bits_of(D3), bits_of(to_histogram.voxels)) << "round " << round;
-    }
 }
 
 TEST(ScalingTransformation, FollowsAsManyLandmarksAsTheTargetCounts)
 {
-    for (const int count : {1, 2, 3, 4}) {
-        Volume volume{7, 1, 1, {-1, 0, 1, 2, 3, 4, 5}};
-        const std::vector<double> from = {0, 3, 1, 4};
-        const std::vector<double> to = {10, 20, 30, 40};
-        const LandmarkMatrix IM1(5);
-        const LandmarkMatrix IM2(5);
-        std::copy_n(from.begin(), 4, IM1[2] + 1);
-        std::copy_n(to.begin(), 4, IM2[2] + 1);
-        IM2[3][5] = count;
-        Array3D<double> D = array_of(volume);
-        apply_scaling_transformation(&D, IM1, IM2, 5);
-        follow_segments(volume, {from.begin(), from.begin() + count}, to);
-        EXPECT_EQ(voxels_of(D), volume.voxels) << count;
+    const LandmarkMatrix from(4);
+    const LandmarkMatrix to(4);
+    for (int k = 1; k <= 3; ++k) {
+        from[2][k] = k;
+        to[2][k] = 10.0 * k;
     }
+    to[3][4] = 2;
+    Array3D<double> D = volume_of(5, 1, 1, {0.5, 1, 1.5, 2, 2.5});
+    apply_scaling_transformation(&D, from, to, 4);
+    EXPECT_THAT(voxels_of(D), ElementsAre(0.5, 1, 15, 20, 2.5));
 }
 
 TEST(HistogramFile, ComesBackBitForBit)
 {
-    Histogram ends_of_doubles(3);
-    ends_of_doubles.centre = {0, 1.0 / 3.0, -0.0, 5e-324};
-    ends_of_doubles.frequency = {0, 1e-5, -1e22, std::numeric_limits<double>::max()};
+    Histogram written(3);
+    written.centre = {0, 1.0 / 3.0, -0.0, 5e-324};
+    written.frequency = {0, 1e-5, -1e22, std::numeric_limits<double>::max()};
     const TemporaryDirectory directory;
     const std::string path = directory.path() / "target.txt";
     const HistogramArray loaded(3);
-    EXPECT_TRUE(save_array(array_of(ends_of_doubles), 3, path.c_str()));
+    EXPECT_TRUE(save_array(array_of(written), 3, path.c_str()));
     EXPECT_FALSE(load_array(loaded, 3, path.c_str()));
     for (const int row : {1, 2}) {
-        EXPECT_EQ(bits_of(row_of(loaded, row, 3)), bits_of(row_of(array_of(ends_of_doubles), row, 3)));
+        EXPECT_EQ(bits_of(row_of(loaded, row, 3)), bits_of(row_of(array_of(written), row, 3)));
     }
 }
 

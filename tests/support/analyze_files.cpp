@@ -11,17 +11,8 @@ namespace tonalign::test {
 namespace {
 
 /// Offset, width and count of neighbouring numbers in the header; all bytes outside these runs are text.
-constexpr int number_runs[][3] = {
-    {0, 4, 1},   // header size
-    {32, 4, 1},  // extents
-    {36, 2, 1},  // session error
-    {40, 2, 8},  // dimensions
-    {68, 2, 4},  // an unused one, data type, bits per voxel, an unused one
-    {76, 4, 8},  // voxel sizes
-    {108, 4, 6}, // voxel offset, scales and calibration, as floats
-    {132, 4, 4}, // compressed, verified, largest and smallest voxel
-    {316, 4, 8}, // the integers at the end of the history
-};
+constexpr int number_runs[][3] = {{0, 4, 1},  {32, 4, 1},  {36, 2, 1},  {40, 2, 8}, {68, 2, 4},
+                                  {76, 4, 8}, {108, 4, 6}, {132, 4, 4}, {316, 4, 8}};
 
 void put_type(HeaderRecord& record, ElementType type)
 {

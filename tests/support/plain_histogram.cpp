@@ -85,6 +85,9 @@ Histogram histogram_of(const Volume& volume, int bins, double sigma)
 
 Endpoints find_endpoints(const Histogram& histogram, double share)
 {
+    if (share == 1.0) {
+        return {1, histogram.bins};
+    }
     Endpoints found;
     double nearest_below = 1e8;
     double nearest_above = 1e8;

@@ -29,7 +29,8 @@ struct Extremes
     double smallest, largest;
 };
 
-/// The bins at which the mass from above, and the mass from below, come closest to a share of all.
+/// The bins at which the mass from above, and the mass from below, come closest to a share of all; the first
+/// and last for 1.
 struct Endpoints
 {
     int lower = 0, upper = 0;
@@ -38,7 +39,8 @@ struct Endpoints
 Extremes extremes(const Volume& volume);
 int bin_of(double v, const Extremes& range, int bins);
 std::vector<double> convolved(const std::vector<double>& signal, const std::vector<double>& kernel);
-Histogram histogram_of(const Volume& volume, int bins, double sigma = 0.0); ///< smoothed from sigma > 0 on
+Histogram histogram_of(const Volume& volume, int bins,
+                       double sigma = 0.0); ///< smoothed from sigma > 0 on
 double sum_of_frequencies(const Histogram& histogram);
 void normalise(Histogram& histogram, double sum);
 double distance(const Histogram& a, const Histogram& b);

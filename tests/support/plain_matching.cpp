@@ -13,26 +13,6 @@ namespace {
 constexpr const char* no_foreground = "a volume has no voxel outside the background bin";
 constexpr const char* no_range = "the common range is empty";
 
-void match_endpoints(Volume& input, Volume& target, const Parameters& parameters, Outcome& outcome)
-{
-    const Extremes range1 = extremes(input);
-    const Extremes range2 = extremes(target);
-    const Histogram hist1 = histogram_of(input, parameters.bins, parameters.sigma);
-    const Histogram hist2 = histogram_of(target, parameters.bins, parameters.sigma);
-    const Endpoints ends1 = find_endpoints(hist1, 0.9998);
-    const Endpoints ends2 = find_endpoints(hist2, 0.9998);
-    for (const int upper : {ends2.upper, parameters.bins}) {
-        for (const int bin : {ends1.lower, ends1.upper, ends2.lower, upper}) {
-            outcome.reported.push_back(bin);
-        }
-    }
-    for (double& v : target.voxels) {
-        v = std::min(v, hist2.centre[ends2.upper]);
-    }
-    follow_segments(input, landmarks(hist1, ends1, range1),
-                    landmarks(hist2, {ends2.lower, parameters.bins}, range2));
-}
-
 std::vector<float> map_to_output_range(Volume& volume, const Extremes& range)
 {
     std::vector<float> floats;
@@ -45,6 +25,21 @@ std::vector<float> map_to_output_range(Volume& volume, const Extremes& range)
 }
 
 } // namespace
+
+std::pair<Endpoints, Endpoints> match_endpoints(Volume& input, Volume& target, int bins, double sigma,
+                                                double share1, double share2)
+{
+    const Histogram hist1 = histogram_of(input, bins, sigma);
+    const Histogram hist2 = histogram_of(target, bins, sigma);
+    const Endpoints ends1 = find_endpoints(hist1, share1);
+    const Endpoints ends2 = find_endpoints(hist2, share2);
+    follow_segments(input, landmarks(hist1, ends1, extremes(input)),
+                    landmarks(hist2, {ends2.lower, bins}, extremes(target)));
+    for (double& v : target.voxels) {
+        v = std::min(v, hist2.centre[ends2.upper]);
+    }
+    return {ends1, ends2};
+}
 
 Outcome match_to_volume(Volume input, Volume target, const Parameters& parameters)
 {
@@ -66,7 +61,12 @@ Outcome match_to_volume(Volume input, Volume target, const Parameters& parameter
     outcome.input2_histogram = file_text(hist2);
     report();
     if (parameters.match_endpoints) {
-        match_endpoints(input, target, parameters, outcome);
+        const auto [ends1, ends2] = match_endpoints(input, target, bins, parameters.sigma, 0.9998, 0.9998);
+        for (const int upper : {ends2.upper, bins}) {
+            for (const int bin : {ends1.lower, ends1.upper, ends2.lower, upper}) {
+                outcome.reported.push_back(bin);
+            }
+        }
     }
     report();
     if (parameters.match_histogram) {

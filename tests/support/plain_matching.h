@@ -24,6 +24,10 @@ struct Outcome
     std::string input1_histogram{}, input2_histogram{}, output1_histogram{}, output2_histogram{}; ///< files
 };
 
+/// The endpoint stage; gives the endpoints of the input and the target, searched for unless the share is 1.
+std::pair<Endpoints, Endpoints> match_endpoints(Volume& input, Volume& target, int bins, double sigma,
+                                                double share1, double share2);
+
 Outcome match_to_volume(Volume input, Volume target, const Parameters& parameters);
 
 /// Matches a volume to (bin centre, frequency) pairs as read from a file, at least `bins` of them.

@@ -4,8 +4,6 @@
 
 #include "failure/end_process.h"
 
-#include <gtest/gtest.h>
-
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
@@ -67,15 +65,6 @@ Ended ended(const std::function<void()>& action)
     std::cout.rdbuf(out);
     std::cerr.rdbuf(err);
     return {status, text.str()};
-}
-
-void expect_ends(const std::vector<ProcessEnd>& ends)
-{
-    for (const ProcessEnd& end : ends) {
-        const auto [status, text] = ended(end.action);
-        EXPECT_EQ(status, end.status) << end.text;
-        EXPECT_EQ(text, end.text);
-    }
 }
 
 } // namespace tonalign::test

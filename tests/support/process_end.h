@@ -18,6 +18,7 @@ struct Ended
     int status;
     std::string text;
     bool operator==(const Ended&) const = default;
+    friend void PrintTo(const Ended& e, std::ostream* out) { *out << e.status << ": " << e.text; }
 };
 
 /// The exit is replaced by an exception, which must not leave a destructor or a parallel region.
@@ -31,6 +32,11 @@ struct ProcessEnd
     std::string text;
 };
 
-void expect_ends(const std::vector<ProcessEnd>& ends);
+inline void expect_ends(const std::vector<ProcessEnd>& ends)
+{
+    for (const ProcessEnd& end : ends) {
+        EXPECT_EQ(ended(end.action), (Ended{end.status, end.text}));
+    }
+}
 
 } // namespace tonalign::test

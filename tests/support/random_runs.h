@@ -46,7 +46,7 @@ StoredVolume draw_volume(Dice& dice); ///< of a size drawn as well, lines and si
 
 struct ToolRun
 {
-    std::vector<std::string> arguments{}; ///< without the program's name
+    std::string arguments{}; ///< without the program's name
     std::map<std::string, std::string> inputs{}, outputs{};
     Outcome outcome{};
 };
