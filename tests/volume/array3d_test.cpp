@@ -1,124 +1,186 @@
-#include "tests/support/process_end.h"
-#include "tests/support/volumes.h"
-#include "volume/Array3D.h"
+// SPDX-License-Identifier: BSD-3-Clause
+// Volumes over random boxes against plain walks through their blocks.
+#include "tests/volume/volume_test.h"
+#include "volume/IntensityRange.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <array>
 #include <climits>
+#include <cmath>
 #include <numeric>
-#include <utility>
 
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
-using tonalign::test::voxels_of;
+using namespace tonalign::test;
 
-/// Inner region 0..1 x 0..0 x 0..0; the margin along x as asked for.
-Array3D<double> two_voxels(int xmin, int xmax, double first_value)
+/// As setup() takes it: min, begin, end and max along x, y and z.
+using Box = std::array<int, 12>;
+
+Box draw_box(std::mt19937& random)
 {
-    Array3D<double> volume;
-    volume.setup(xmin, 0, 1, xmax, 0, 0, 0, 0, 0, 0, 0, 0);
-    std::iota(volume.block(), volume.block() + volume.blockSize(), first_value);
-    return volume;
+    Box box;
+    for (unsigned i = 0; i < 12; ++i) {
+        const auto draw = [&](unsigned n) { return static_cast<int>(random() % n); };
+        box[i] = i % 4 == 0 ? draw(9) - 6 : box[i - 1] + draw(i == 2 ? 30 : 3);
+    }
+    return box;
 }
 
-std::array<int, 12> indices_of(const Array3D<double>& v)
-{
-    return {v.getXmin(), v.getXbegin(), v.getXend(), v.getXmax(),   v.getYmin(), v.getYbegin(),
-            v.getYend(), v.getYmax(),   v.getZmin(), v.getZbegin(), v.getZend(), v.getZmax()};
-}
-
-TEST(Array3D, AddressesEveryElementOfItsBoxByItsOwnIndices)
+Array3D<double> volume_in(const Box& box, double first = 0.0)
 {
     Array3D<double> v;
-    v.setup(-2, 0, 9, 11, 3, 4, 4, 5, -7, -7, -6, -6);
-    std::iota(v.block(), v.block() + v.blockSize(), 0.0);
-    EXPECT_THAT(indices_of(v), ElementsAre(-2, 0, 9, 11, 3, 4, 4, 5, -7, -7, -6, -6));
-    for (int j = 0; j < 2 * 3 * 14; ++j) {
-        EXPECT_EQ(v.address()[j / 42 - 7][j / 14 % 3 + 3][j % 14 - 2], j);
+    std::apply([&](auto... indices) { v.setup(indices...); }, box);
+    std::iota(v.block(), v.block() + v.blockSize(), first);
+    return v;
+}
+
+/// The indices x, y, z of the k-th element, and whether it is one of the inner region.
+std::pair<std::array<int, 3>, bool> place_of(int k, const Box& box)
+{
+    std::array<int, 3> at{};
+    bool inner = true;
+    for (unsigned axis = 0; axis < 3; ++axis) {
+        const int* const ends = &box[4 * axis];
+        at[axis] = ends[0] + k % (ends[3] - ends[0] + 1);
+        k /= ends[3] - ends[0] + 1;
+        inner = inner && ends[1] <= at[axis] && at[axis] <= ends[2];
     }
-    // Indices outside the box go to its nearest face.
-    EXPECT_EQ(*v.data(0, 0, 0), v.address()[-6][3][0]);
-    EXPECT_EQ(*v.data(-99, 99, 99), v.address()[-7][5][11]);
+    return {at, inner};
+}
+
+TEST(Array3D, AddressesEveryElementByItsOwnIndices)
+{
+    std::mt19937 random(1);
+    for (int round = 0; round < 200; ++round) {
+        const Box box = draw_box(random);
+        const Array3D<double> v = volume_in(box);
+        int inner_count = 0;
+        for (int k = 0; k < v.blockSize(); ++k) {
+            const auto [at, inner] = place_of(k, box);
+            inner_count += inner ? 1 : 0;
+            ASSERT_EQ(v.address()[at[2]][at[1]][at[0]], k);
+            ASSERT_EQ(v.data(at[2], at[1], at[0]), v.block() + k);
+        }
+        EXPECT_EQ(v.hasNoMargin(), inner_count == v.blockSize());
+        EXPECT_EQ(v.data(-99, -99, -99), v.block());
+        EXPECT_EQ(v.data(99, 99, 99), v.block() + v.blockSize() - 1);
+        EXPECT_EQ(box, (Box{v.getXmin(), v.getXbegin(), v.getXend(), v.getXmax(), v.getYmin(), v.getYbegin(),
+                            v.getYend(), v.getYmax(), v.getZmin(), v.getZbegin(), v.getZend(), v.getZmax()}));
+        const Array3D<double> inner(v.getNzInner(), v.getNyInner(), v.getNxInner());
+        const Array3D<double> total(v.getNzTotal(), v.getNyTotal(), v.getNxTotal());
+        EXPECT_EQ(inner.blockSize(), inner_count);
+        EXPECT_EQ(total.data(1, 1, 0) - total.data(0, 0, 0),
+                  v.data(v.m_zmin + 1, v.m_ymin + 1, -9) - v.block());
+    }
     EXPECT_EQ(Array3D<double>().data(0, 0, 0), nullptr);
 }
 
-TEST(Array3D, MovesTakeTheMemoryAndLeaveAnEmptyVolume)
+TEST(Array3D, CopiesAndMovesWhatTheIndicesOfBothShare)
 {
-    Array3D<double> v(3, 2, 1);
-    EXPECT_THAT(indices_of(v), ElementsAre(0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 2, 2));
-    const double* const block = v.block();
-    Array3D<double> moved(std::move(v));
-    Array3D<double> other;
-    other = std::move(moved);
-    EXPECT_EQ(other.block(), block);
-    EXPECT_EQ(&other.address()[0][0][0], block);
-    // NOLINTNEXTLINE(bugprone-use-after-move): what is left of them is the point.
-    for (const Array3D<double>* empty : {&v, &moved}) {
-        EXPECT_TRUE(empty->isEmpty());
-        EXPECT_EQ(empty->address(), nullptr);
+    std::mt19937 random(2);
+    for (int round = 0; round < 2000; ++round) {
+        const Box source_box = draw_box(random);
+        const Array3D<double> original = volume_in(source_box);
+        const bool from_nothing = random() % 8 == 0;
+        const bool into_nothing = random() % 8 == 0;
+        Box box = source_box;
+        box[random() % 12] += into_nothing ? 0 : static_cast<int>(random() % 3) - 1;
+        for (Box::iterator axis = box.begin(); axis < box.end(); axis += 4) {
+            std::sort(axis, axis + 4);
+        }
+        bool same_inner = true;
+        for (const unsigned i : {1, 2, 5, 6, 9, 10}) {
+            same_inner = same_inner && box[i] == source_box[i];
+        }
+        Array3D<double> source = from_nothing ? Array3D<double>() : Array3D<double>(original);
+        Array3D<double> target = into_nothing ? Array3D<double>() : volume_in(box, 1e6);
+        std::vector<double> expected = voxels_of(into_nothing && !from_nothing ? original : target);
+        for (unsigned k = 0; !from_nothing && same_inner && k < expected.size(); ++k) {
+            const auto [at, inner] = place_of(static_cast<int>(k), box);
+            expected[k] = inner || box == source_box ? *original.data(at[2], at[1], at[0]) : expected[k];
+        }
+        EXPECT_EQ(original.isInnerIndicesSame(volume_in(box)), same_inner);
+        EXPECT_EQ(original.isInnerOuterIndicesSame(volume_in(box)), box == source_box);
+
+        const bool moves = random() % 2 == 0;
+        const bool takes = moves && into_nothing && !from_nothing;
+        const double* const block = source.block();
+        EXPECT_EQ(told([&] { moves ? target = std::move(source) : target = std::as_const(source); }),
+                  from_nothing
+                      ? " Inside Copy operator = \n"
+                        " Array to be copied from is Empty, copy not defined....bailing out \n[ends 0]"
+                  : same_inner ? ""
+                               : " Inside Copy operator = \n"
+                                 "Array3D<T>::= Array3D's have different dimensions.\n[ends 1]");
+        EXPECT_EQ(voxels_of(target), expected);
+        EXPECT_EQ(target.block() == block, takes || (from_nothing && into_nothing));
+        EXPECT_EQ(voxels_of(source), voxels_of(takes || from_nothing ? Array3D<double>() : original));
     }
 }
 
-TEST(Array3D, AssignmentCopiesWhatTheIndicesOfBothShare)
+TEST(Array3D, ExtremaAreThoseFirstMetInTheInnerRegion)
 {
-    const Array3D<double> source = two_voxels(-1, 2, 10.0); // 10 [11 12] 13
-    Array3D<double> empty;
-    Array3D<double> same_box = two_voxels(-1, 2, 0.0);
-    Array3D<double> other_box = two_voxels(-2, 1, 0.0); // 0 1 [2 3]
-    Array3D<double> copy(source);
-    copy += 1.0;
-    EXPECT_THAT(voxels_of((empty = source)), ElementsAre(10, 11, 12, 13));
-    EXPECT_THAT(voxels_of((same_box = source)), ElementsAre(10, 11, 12, 13));
-    EXPECT_THAT(voxels_of((other_box = source)), ElementsAre(0, 1, 11, 12));
-    EXPECT_THAT(indices_of(empty), ElementsAreArray(indices_of(source)));
-    EXPECT_TRUE(source.isInnerIndicesSame(other_box) && !source.isInnerOuterIndicesSame(other_box));
+    const double choices[] = {0.0, -0.0, 1.5, -1.5, INFINITY, -INFINITY, std::nan("")};
+    std::mt19937 random(3);
+    for (int round = 0; round < 2000; ++round) {
+        const Box box = draw_box(random);
+        Array3D<double> v = volume_in(box);
+        const std::size_t kinds = random() % 2 == 0 ? 7 : 2 + random() % 3;
+        std::generate_n(v.block(), v.blockSize(), [&] { return choices[random() % kinds]; });
+        double least = *v.data(v.getZbegin(), v.getYbegin(), v.getXbegin());
+        double greatest = least;
+        bool finite = true;
+        for (int k = 0; k < v.blockSize(); ++k) {
+            if (const double value = v.block()[k]; place_of(k, box).second) {
+                least = value < least ? value : least;
+                greatest = value > greatest ? value : greatest;
+                finite = finite && std::isfinite(value);
+            }
+        }
+        const auto text = [](double a, double b) { return std::to_string(a) + " " + std::to_string(b); };
+        const tonalign::IntensityRange range = tonalign::intensity_range(v);
+        ASSERT_EQ(text(v.getMinValue(), v.getMaxValue()), text(least, greatest));
+        ASSERT_EQ(text(range.minimum, range.maximum), text(least, greatest));
+        ASSERT_EQ(range.finite, finite);
+        ASSERT_EQ(tonalign::fault_of_voxels(v, range, "").message.empty(), finite);
+    }
 }
 
-TEST(Array3D, ArithmeticReachesTheMarginAndExtremaDoNot)
+TEST(Array3D, ArithmeticAndFaultsCoverTheMarginToo)
 {
-    Array3D<double> v = two_voxels(-1, 2, 1.0);
-    v.address()[0][0][-1] = -100.0;
-    v += 1.0;
-    v *= 2.0;
-    EXPECT_THAT(voxels_of(v), ElementsAre(-198, 6, 8, 10));
-    EXPECT_EQ(v.getMaxValue(), 8.0);
-    EXPECT_EQ(v.getMinValue(), 6.0);
-    EXPECT_THAT(voxels_of((v = 5.0)), ElementsAre(5, 5, 5, 5));
+    Array3D<double> v = volume_in({-1, 0, 0, 1, 2, 3, 3, 3, -5, -5, -4, -4});
+    v += 3.0;
+    v *= 0.5;
+    EXPECT_THAT(voxels_of(v), ::testing::ElementsAre(1.5, 2, 2.5, 3, 3.5, 4, 4.5, 5, 5.5, 6, 6.5, 7));
+    v = 5.0;
+    EXPECT_EQ(voxels_of(v), std::vector<double>(12, 5.0));
+    const std::string expected = ", but every voxel is expected to be finite";
+    v.address()[-4][2][1] = std::nan("");
+    EXPECT_EQ(tonalign::fault_of_voxels(v, {5, 5, false}, "a.img").message,
+              "a.img: 1 voxel is not a finite number (nan) at x=1 y=2 z=-4" + expected);
+    v.address()[-5][3][0] = -INFINITY;
+    EXPECT_EQ(tonalign::fault_of_voxels(v, {5, 5, false}, "a.img").message,
+              "a.img: 2 voxels are not finite numbers, the first one (-inf) at x=0 y=3 z=-5" + expected);
 }
 
-TEST(Array3DDeathTest, ImpossibleSizesAndAssignmentsEndTheProcess)
+TEST(Array3D, ImpossibleBoxesAndEmptyVolumesEndTheProcess)
 {
-    const std::string copy = " Inside Copy operator = \n";
-    const std::string null = " Null array being initialized in assignment\n";
-    const auto setup = [](std::array<int, 4> x, std::array<int, 4> y, std::array<int, 4> z) {
-        return [=] {
-            Array3D<double>().setup(x[0], x[1], x[2], x[3], y[0], y[1], y[2], y[3], z[0], z[1], z[2], z[3]);
-        };
-    };
-    constexpr std::array<int, 4> good = {0, 0, 1, 1};
-    constexpr std::array<int, 4> bad = {0, 0, 2, 1};
-    const Array3D<double> empty;
-    const Array3D<double> same_count(1, 3, 2);
-    Array3D<double> target(1, 2, 3);
-    tonalign::test::expect_ends({
-        {setup({0, -1, 1, 1}, bad, bad), 1, "Dimensions not good in X \n"},
-        {setup({0, 1, 0, 1}, bad, bad), 1, "Dimensions not good in X \n"},
-        {setup(good, bad, bad), 1, "Dimensions not good in Y \n"},
-        {setup(good, good, bad), 1, "Dimensions not good in Z \n"},
-        {[] { Array3D<double>(1, 0, 1); }, 1, "Dimensions not good in Y \n"},
-        {[] { Array3D<double>(INT_MAX, INT_MAX, INT_MAX); }, 1, " Failed to allocate Memory \n"},
-        {[] { Array3D<double>(1, INT_MAX, INT_MAX); }, 1, " Failed to allocate Memory \n"},
-        {[&] { target = empty; }, 0,
-         copy + " Array to be copied from is Empty, copy not defined....bailing out \n"},
-        {[&] { target = same_count; }, 1, copy + "Array3D<T>::= Array3D's have different dimensions.\n"},
-        {[] { Array3D<double>() = 1.0; }, 1, null},
-        {[] { Array3D<double>() += 1.0; }, 1, null},
-        {[] { Array3D<double>() *= 1.0; }, 1, null},
-    });
+    Array3D<double> v(1, 1, 1);
+    for (const unsigned axis : {0, 1, 2}) {
+        for (const unsigned first : {0, 1, 2}) { // of two indices in the wrong order
+            Box box{};
+            for (unsigned later = axis; later < 3; ++later) {
+                std::fill_n(&box[4 * later], first + 1, 1);
+            }
+            EXPECT_EQ(told([&] { volume_in(box); }),
+                      std::string("Dimensions not good in ") + "XYZ"[axis] + " \n[ends 1]");
+        }
+    }
+    EXPECT_EQ(told([&] { v.setDim(1, 0, 1); }), "Dimensions not good in Y \n[ends 1]");
+    const std::string memory = " Failed to allocate Memory \n[ends 1]";
+    EXPECT_EQ(told([] { Array3D<double>(INT_MAX, INT_MAX, INT_MAX); }), memory);
+    EXPECT_EQ(told([] { Array3D<double>(1, INT_MAX, INT_MAX); }), memory);
+    EXPECT_EQ(told([] { volume_in({-1, 0, 0, INT_MAX}); }), memory);
+    const std::string null = " Null array being initialized in assignment\n[ends 1]";
+    EXPECT_EQ(told([&] { v = 1.0; }) + told([&] { v += 1.0; }) + told([&] { v *= 1.0; }), null + null + null);
 }
 
 } // namespace
