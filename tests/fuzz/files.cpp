@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Files as inputs: an image pair, an 8-bit pair or a target histogram. What is read comes back when it is
-// saved.
+// Files as inputs: an image pair, an 8-bit pair or a target histogram. What is read comes back when saved.
 #include "histogram/HistogramArray.h"
 #include "histogram/histogram_files.h"
 #include "tests/fuzz/fuzz_target.h"
@@ -10,94 +9,76 @@
 #include "volume/Image.h"
 
 #include <cmath>
-#include <memory>
+#include <numeric>
 
 using namespace tonalign::test;
 
 namespace {
 
-void load_pair()
+void load_pair(const char* loaded, const char* saved)
 {
     AnalyzeImage<double> image;
     tonalign::Fault fault;
-    const bool loaded = completes([&] {
-        image.setAnalyzeFileName(scratch_file("loaded").c_str());
+    const auto read = [&] {
+        image.setAnalyzeFileName(loaded);
         image.readAnalyzeImageHeader();
         fault = image.readVoxels();
-    });
-    if (!loaded || fault) {
+    };
+    if (!completes(read) || fault) {
         return;
     }
-    AnalyzeHeader swapped = image.H;
-    swapped.byte_swap_header();
-    swapped.byte_swap_header();
-    require(swapped.hasSameBytes(image.H), "two swaps leave a header as it was");
     for (const char* const type : {"", "unsigned char", "short", "int", "float", "double"}) {
         image.H.setDataType(type);
-        image.save(scratch_file("saved").c_str());
-        const AnalyzeImage<double> again(scratch_file("saved").c_str());
+        image.save(saved);
+        const AnalyzeImage<double> again(saved);
         require(again.H.hasSameBytes(image.H), "a saved header comes back");
         const bool keeps = *type == '\0' || *type == 'd';
         require(!keeps || bits_of(again.D) == bits_of(image.D), "saved voxels come back");
     }
 }
 
-void load_byte_pair()
+void load_byte_pair(const char* loaded, const char* saved)
 {
     Image image;
-    int loaded = 0;
-    if (!completes([&] { loaded = image.Load(scratch_file("loaded").c_str()); }) || loaded == 0) {
-        return;
-    }
-    const std::unique_ptr<Image> copy(image.Copy());
-    require(image.Save(scratch_file("saved").c_str()) == 1, "an image with voxels is saved");
-    const Image again(scratch_file("saved").c_str());
-    const std::int64_t count = std::int64_t{image.nx} * image.ny * image.nz;
-    require(std::equal(image.data, image.data + count, again.data), "saved voxels come back");
-    constexpr int few = 100; // sizes of 0 on one axis may hide huge ones on the others
-    if (std::max({image.nx, image.ny, image.nz}) < few) {
-        image.Pad();
-        require(image.GetValue(1, 1, 1) == copy->GetValue(0, 0, 0), "padding moves the voxels by one");
+    if (completes([&] { image.Load(loaded); }) && image.data != nullptr) {
+        require(image.Save(saved) == 1, "an image with voxels is saved");
+        const std::int64_t count = std::int64_t{image.nx} * image.ny * image.nz;
+        require(std::equal(image.data, image.data + count, Image(saved).data), "saved voxels come back");
     }
 }
 
-void load_histogram(int bins)
+void load_histogram(const std::string& loaded, const char* saved, int bins)
 {
-    const std::string name = scratch_file("loaded.hdr");
-    if (tonalign::fault_of_histogram_length(name, bins)) {
+    if (tonalign::fault_of_histogram_length(loaded, bins)) {
         return; // what passes is as small as the input
     }
     const tonalign::HistogramArray hist(bins);
-    if (tonalign::load_target_histogram(hist, bins, name)) {
+    if (tonalign::load_target_histogram(hist, bins, loaded)) {
         return;
     }
-    double sum = 0.0;
-    for (int i = 1; i <= bins; ++i) {
-        require(hist[2][i] >= 0.0, "no frequency of a target is negative");
-        sum += hist[2][i];
-    }
+    const double sum = std::accumulate(hist[2] + 1, hist[2] + bins + 1, 0.0);
+    require(*std::min_element(hist[2] + 1, hist[2] + bins + 1) >= 0.0, "no frequency is negative");
     require(hist[2][1] == 0.0 && std::fabs(sum - 1.0) < 1e-6, "a target has its mass outside bin 1");
-    require(save_array(hist, bins, scratch_file("saved").c_str()), "a histogram is saved");
+    require(save_array(hist, bins, saved), "a histogram is saved");
     const tonalign::HistogramArray again(bins);
-    require(!load_array(again, bins, scratch_file("saved").c_str()), "a saved histogram is loaded");
+    require(!load_array(again, bins, saved), "a saved histogram is loaded");
     require(std::equal(hist[2] + 1, hist[2] + bins + 1, again[2] + 1), "a saved histogram comes back");
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void tonalign::test::try_input(std::string input)
 {
-    InputBytes input(data, size);
-    const int kind = input.take<std::uint8_t>() % 3;
-    const int bins = kind == 2 ? static_cast<int>(input.take<std::uint32_t>() >> 2U) + 1 : 0;
-    write_file(scratch_file("loaded.hdr"), input.take_bytes(kind == 2 ? size : tonalign::header_size));
-    write_file(scratch_file("loaded.img"), input.rest());
-    if (kind == 0) {
-        load_pair();
-    } else if (kind == 1) {
-        load_byte_pair();
+    const std::string loaded = scratch_file("loaded");
+    const std::string saved = scratch_file("saved");
+    const int kind = take<std::uint8_t>(input) % 3;
+    const int bins = kind == 2 ? static_cast<int>(take<std::uint32_t>(input) >> 2U) + 1 : 0;
+    const std::size_t header = std::min(input.size(), kind == 2 ? input.size() : header_size);
+    write_file(loaded + ".hdr", input.substr(0, header));
+    write_file(loaded + ".img", input.substr(header));
+    if (kind == 2) {
+        load_histogram(loaded + ".hdr", saved.c_str(), bins);
     } else {
-        load_histogram(bins);
+        (kind == 0 ? load_pair : load_byte_pair)(loaded.c_str(), saved.c_str());
     }
-    return 0;
 }

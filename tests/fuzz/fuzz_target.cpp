@@ -1,69 +1,32 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Leads inputs to a target: libFuzzer's, or in a replay all that a corpus folder holds.
 #include "tests/fuzz/fuzz_target.h"
 
+#include "failure/end_process.h"
 #include "tests/support/scratch_files.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
-#include <streambuf>
-
-namespace {
-
-/// Takes everything and keeps nothing.
-class NullBuffer : public std::streambuf
-{
-    int_type overflow(int_type c) override { return traits_type::not_eof(c); }
-    std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
-};
-
-/// The texts are formatted as ever, but thousands of runs a second need not be read.
-class SilentConsole
-{
-public:
-    SilentConsole() : m_output(std::cout.rdbuf(&m_nothing)), m_error(std::cerr.rdbuf(&m_nothing)) {}
-    ~SilentConsole()
-    {
-        std::cout.rdbuf(m_output);
-        std::cerr.rdbuf(m_error);
-    }
-    SilentConsole(const SilentConsole&) = delete;
-    SilentConsole& operator=(const SilentConsole&) = delete;
-
-private:
-    NullBuffer m_nothing;
-    std::streambuf* m_output;
-    std::streambuf* m_error;
-};
-
-const SilentConsole silent_console;
-
-} // namespace
-
-/// Read by the leak checker: Clang's OpenMP library never returns what it keeps for a team of another size.
-extern "C" const char* __lsan_default_suppressions() // NOLINT(bugprone-reserved-identifier)
-{
-    return "leak:libomp";
-}
-
-namespace {
-
-int throw_end(const tonalign::ProcessEnd& end)
-{
-    write_end(end);
-    throw tonalign::test::ProcessEnded{end.status};
-}
-
-[[maybe_unused]] const tonalign::EndHandler replaced = tonalign::set_end_handler(throw_end);
-
-} // namespace
 
 namespace tonalign::test {
+
+bool completes(const std::function<void()>& action)
+{
+    static std::FILE* const silent = std::freopen("/dev/null", "w", stdout);
+    std::cerr.rdbuf(silent != nullptr ? std::cout.rdbuf() : nullptr);
+    set_end_handler([](const ProcessEnd& end) -> int { throw ExitStatus(write_end(end)); });
+    try {
+        action();
+        return true;
+    } catch (const ExitStatus&) {
+        return false;
+    }
+}
 
 void require(bool kept, const char* promise)
 {
     if (!kept) {
-        std::fprintf(stderr, "broken promise: %s\n", promise);
-        std::abort();
+        throw std::logic_error(promise);
     }
 }
 
@@ -74,3 +37,28 @@ std::string scratch_file(const std::string& name)
 }
 
 } // namespace tonalign::test
+
+#ifdef TONALIGN_REPLAY
+int main(int, char** argv)
+{
+    int inputs = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(argv[1])) {
+        std::fprintf(stderr, "%s\n", entry.path().c_str()); // the last one may bring the process down
+        tonalign::test::try_input(tonalign::test::read_file(entry.path()));
+        ++inputs;
+    }
+    return inputs > 0 ? 0 : 1;
+}
+#else
+extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size)
+{
+    tonalign::test::try_input({data, size});
+    return 0;
+}
+
+/// Read by the leak checker: Clang's OpenMP library never returns what it keeps for a team of another size.
+extern "C" const char* __lsan_default_suppressions() // NOLINT(bugprone-reserved-identifier)
+{
+    return "leak:libomp";
+}
+#endif
