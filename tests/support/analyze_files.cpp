@@ -61,7 +61,7 @@ std::string header_bytes(const HeaderRecord& record, ByteOrder order)
     std::string bytes(record.begin(), record.end());
     for (const auto& [offset, width, count] : number_runs) {
         for (int i = 0; order == ByteOrder::foreign && i < count; ++i) {
-            char* const number = bytes.data() + offset + i * width;
+            char* const number = bytes.data() + offset + std::ptrdiff_t{i} * width;
             std::reverse(number, number + width);
         }
     }
