@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Runs tonalign, its plain transcription and the peers in turn and prints two Markdown tables.
 
     compare.py BUILD VOLUMES [--rounds N] [--plain-rounds N] [--threads N] [--only RUN...]

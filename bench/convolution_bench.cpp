@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "bench/same_bits.h"
 #include "bench/synthetic_volumes.h"
 #include "exactmatch/convolution.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "bench/synthetic_volumes.h"
 #include "histogram/BinGeometry.h"
 #include "histogram/HistogramArray.h"

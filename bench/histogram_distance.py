@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """How far the histogram of one volume is from another's, on one definition for every program.
 
     histogram_distance.py VOLUME OTHER

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Makes the volumes of the whole-run comparison that no package has, from Analyze pairs of 8-bit voxels.
 
     make_volumes.py regions PAIR RESULT    a hundred constant regions in place of what PAIR shows

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/analyze_files.h"
 #include "tests/support/plain_matching.h"
 #include "tests/support/scratch_files.h"

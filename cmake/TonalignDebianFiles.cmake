@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Run by CPack when everything is in the folder that becomes a package: what Debian's policy wants in its own form.
 if(NOT CPACK_GENERATOR STREQUAL DEB)
     return()

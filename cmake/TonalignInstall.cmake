@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # What `cmake --install` adds to the programs: the library, its headers, the CMake package and the pkg-config file.
 # Everything installed finds the rest relative to itself, so that a prefix can be chosen late and moved.
 include(CMakePackageConfigHelpers)

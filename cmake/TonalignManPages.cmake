@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Manual pages, one from each docs/man/<command>.1.scd. Only packagers need scdoc: without it all else is built.
 find_program(SCDOC_PROGRAM scdoc)
 if(NOT SCDOC_PROGRAM)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # What is installed beside programs and library (manual pages, completion, documents), and how CPack makes a tarball
 # and a Debian package of it all. scripts/package runs it.
 include(cmake/TonalignManPages.cmake)

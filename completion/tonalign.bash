@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Completion of tonalign's commands for bash. bash-completion loads it by a command's name; it needs nothing of it.
 
 # __tonalign_files CURRENT SUFFIX...: files that end so, and the folders on the way to others.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 /// Offset-indexed vectors and matrices, and the numerical toolkit built on them: LU and singular value

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "failure/end_process.h"
 #include "numeric/classNRUTILS.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 /// Geometry of 3-vectors and small dense matrices, in double precision.

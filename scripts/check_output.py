@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Checks the volumes that one run of tonalign wrote, by reading them with nibabel.
 
     check_output.py INPUT OUTPUT [INPUT OUTPUT]

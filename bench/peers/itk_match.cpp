@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <itkHistogramMatchingImageFilter.h>
 #include <itkImage.h>
 #include <itkImageFileReader.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """scikit-image's histogram matching, file to file: what a user of that function writes, and nothing else.
 
     skimage_match.py INPUT TARGET OUTPUT

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Draws docs/images/overview.png from what scripts/demo left in demo-output/.
 
     draw_overview.py [DEMO-OUTPUT [PICTURE]]

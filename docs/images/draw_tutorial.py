@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Draws the pictures of docs/TUTORIAL.md from demo-output/, as tonalign-report draws them.
 
     draw_tutorial.py [DEMO-OUTPUT [FOLDER]]

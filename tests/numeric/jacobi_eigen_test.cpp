@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "numeric/moreNRUTILS.h"
 #include "tests/numeric/test_matrix.h"
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """check_manual_pages.py PREFIX VERSION
 
 Holds the installed manual pages to what the installed commands say of themselves: each command has a page and each page

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The page in a real browser: Debian's Chromium, headless, driven through its own driver."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The command line and the file of the page: old pages, the files of the runs and what is no file are safe from it."""
 
 import os

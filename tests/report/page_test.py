@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What the page shows is what is in the files; failures and warnings come from their causes, and from nothing else."""
 
 import base64

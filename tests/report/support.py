@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What the tests of the report share: small volumes, real runs of the tool, and the page taken apart."""
 
 import html

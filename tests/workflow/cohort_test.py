@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """cohort_test.py SOURCE_FOLDER TONALIGN TONALIGN_AVERAGE: the workflow over small cohorts of all kinds of scans."""
 
 import os
