@@ -56,7 +56,7 @@ void try_input(std::string input)
     }
 
     // What a run refuses before its exact stage.
-    Array3D<double> matched = volume_of(nx, ny, nz, expected.voxels);
+    Array3D<double> matched = array_of(expected);
     const IntensityRange range = intensity_range(matched);
     RunParameters parameters{};
     parameters.form = RunForm::image_to_histogram;
@@ -68,15 +68,10 @@ void try_input(std::string input)
     normalise(target, total);
     const Histogram counted = histogram_of(expected, bins);
     target.centre = counted.centre;
-    const HistogramArray hist2(bins);
-    for (int i = 1; i <= bins; ++i) {
-        hist2[1][i] = target.centre[i];
-        hist2[2][i] = target.frequency[i];
-    }
     if (counted.total > 0.0) {
+        tonalign::match_exactly(matched, range, array_of(target), bins);
         match_exactly(expected, target);
-        tonalign::match_exactly(matched, range, hist2, bins);
-        require(bits_of(matched) == bits_of(volume_of(nx, ny, nz, expected.voxels)),
+        require(bits_of(matched) == bits_of(array_of(expected)),
                 "the matched volume is that of the transcription");
     }
 }

@@ -11,20 +11,14 @@
 #include <cmath>
 #include <numeric>
 
-using namespace tonalign::test;
+namespace tonalign::test {
 
 namespace {
 
 void load_pair(const char* loaded, const char* saved)
 {
     AnalyzeImage<double> image;
-    tonalign::Fault fault;
-    const auto read = [&] {
-        image.setAnalyzeFileName(loaded);
-        image.readAnalyzeImageHeader();
-        fault = image.readVoxels();
-    };
-    if (!completes(read) || fault) {
+    if (!completes([&] { image = AnalyzeImage<double>(loaded); })) {
         return;
     }
     for (const char* const type : {"", "unsigned char", "short", "int", "float", "double"}) {
@@ -32,8 +26,8 @@ void load_pair(const char* loaded, const char* saved)
         image.save(saved);
         const AnalyzeImage<double> again(saved);
         require(again.H.hasSameBytes(image.H), "a saved header comes back");
-        const bool keeps = *type == '\0' || *type == 'd';
-        require(!keeps || bits_of(again.D) == bits_of(image.D), "saved voxels come back");
+        require(*type == 'd' || *type == '\0' ? bits_of(again.D) == bits_of(image.D) : true,
+                "saved voxels come back");
     }
 }
 
@@ -49,25 +43,25 @@ void load_byte_pair(const char* loaded, const char* saved)
 
 void load_histogram(const std::string& loaded, const char* saved, int bins)
 {
-    if (tonalign::fault_of_histogram_length(loaded, bins)) {
+    if (fault_of_histogram_length(loaded, bins)) {
         return; // what passes is as small as the input
     }
-    const tonalign::HistogramArray hist(bins);
-    if (tonalign::load_target_histogram(hist, bins, loaded)) {
+    const HistogramArray hist(bins);
+    if (load_target_histogram(hist, bins, loaded)) {
         return;
     }
     const double sum = std::accumulate(hist[2] + 1, hist[2] + bins + 1, 0.0);
     require(*std::min_element(hist[2] + 1, hist[2] + bins + 1) >= 0.0, "no frequency is negative");
     require(hist[2][1] == 0.0 && std::fabs(sum - 1.0) < 1e-6, "a target has its mass outside bin 1");
     require(save_array(hist, bins, saved), "a histogram is saved");
-    const tonalign::HistogramArray again(bins);
+    const HistogramArray again(bins);
     require(!load_array(again, bins, saved), "a saved histogram is loaded");
     require(std::equal(hist[2] + 1, hist[2] + bins + 1, again[2] + 1), "a saved histogram comes back");
 }
 
 } // namespace
 
-void tonalign::test::try_input(std::string input)
+void try_input(std::string input)
 {
     const std::string loaded = scratch_file("loaded");
     const std::string saved = scratch_file("saved");
@@ -82,3 +76,5 @@ void tonalign::test::try_input(std::string input)
         (kind == 0 ? load_pair : load_byte_pair)(loaded.c_str(), saved.c_str());
     }
 }
+
+} // namespace tonalign::test

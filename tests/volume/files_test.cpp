@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Image pairs made byte by byte, as all three readers take them and both writers give them back.
-#include "tests/volume/volume_test.h"
+// Image pairs made byte by byte, as all three readers take them and both writers give them back; and how
+// files are written.
+#include "tests/support/analyze_files.h"
+#include "tests/support/process_end.h"
+#include "tests/support/scratch_files.h"
+#include "tests/support/volumes.h"
 #include "volume/AnalyzeImage.h"
 #include "volume/Image.h"
+#include "volume/OutputFile.h"
 #include "volume/pair_file.h"
-
-#include <sys/stat.h>
 
 #include <cmath>
 #include <memory>
@@ -20,8 +23,18 @@ void store(HeaderRecord& record, std::size_t offset, T value)
     std::memcpy(record.data() + offset, &value, sizeof value);
 }
 
-struct Pair : Folder
+std::string told(const std::function<void()>& action)
 {
+    const auto [status, text] = ended(action);
+    return text + (status < 0 ? "" : "[ends " + std::to_string(status) + "]");
+}
+
+struct Files : ::testing::Test
+{
+    Files() { std::filesystem::current_path(m_directory.path()); }
+    ~Files() override { std::filesystem::current_path("/"); }
+    static auto fileCount() { return std::distance(std::filesystem::directory_iterator("."), {}); }
+
     /// Random where a reader needs nothing.
     HeaderRecord drawHeader(int nx, int ny, int nz, ElementType type)
     {
@@ -30,9 +43,12 @@ struct Pair : Folder
         describe_volume(record, nx, ny, nz, type);
         return record;
     }
+
+    const TemporaryDirectory m_directory;
+    std::mt19937 m_random{7};
 };
 
-TEST_F(Pair, OfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
+TEST_F(Files, PairOfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
 {
     for (int round = 0; round < 10; ++round) {
         const auto type = static_cast<ElementType>(round / 2);
@@ -52,7 +68,7 @@ TEST_F(Pair, OfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
 
         AnalyzeImage<double> image;
         EXPECT_EQ(told([&] { image = AnalyzeImage<double>("a.img"); }),
-                  swaps ? "[out]**------------Byte Swapping Header during Loading from file------**\n\n"
+                  swaps ? "[out]**------------Byte Swapping Header during Loading from file------**\n[out]\n"
                           "**------Byte Swapping Image during Load from file -----**\n"
                         : "");
         EXPECT_EQ(voxels_of(image.D), voxels);
@@ -62,10 +78,11 @@ TEST_F(Pair, OfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
         EXPECT_EQ(read_image(pair, volume).message, "");
         EXPECT_EQ(voxels_of(volume), voxels);
         EXPECT_TRUE(pair.header.hasSameBytes(image.H) && pair.header.IsImgNeedByteSwap() == swaps);
-        EXPECT_EQ(told([&] { image.save("b.hdr"); }),
-                  "[out] Inside AnalyzeImage::saveAnalyzeImageData() \n File b.img opened successfully \n"
-                  " size_of_data_in_bytes = " +
-                      std::to_string(native.size()) + "\n");
+        EXPECT_EQ(
+            told([&] { image.save("b.hdr"); }),
+            "[out] Inside AnalyzeImage::saveAnalyzeImageData() \n[out] File b.img opened successfully \n"
+            "[out] size_of_data_in_bytes = " +
+                std::to_string(native.size()) + "\n");
         EXPECT_EQ(read_file("b.hdr"), header_bytes(header, ByteOrder::native));
         EXPECT_EQ(read_file("b.img"), native);
 
@@ -86,73 +103,57 @@ TEST_F(Pair, OfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
     }
 }
 
-TEST_F(Pair, ThatIsBadIsAFaultAndLeavesAnImageThatIsSafeToUse)
+TEST_F(Files, PairThatIsBadIsAFaultAndLeavesAnImageThatIsSafeToUse)
 {
-    const std::string pipe = "bad.hdr: a pipe, but a header file is expected";
-    const std::string folder = "bad.img: not a regular file, but an image file is expected";
     const std::string cut = "bad.img: the image file holds 7 bytes, but its header needs 8 (8 voxels of 1)";
     const std::string no_bytes = "Image::ReadAnalyzeHeader(bad.hdr) : ERROR : image not u_char\n";
-    const struct
-    {
-        std::size_t length, offset; ///< of the header file, and where it holds another value than a good one
-        std::int16_t value;
-        std::string voxels; ///< empty for no file, "/" for a folder
-        std::string fault, of_bytes;
-    } cases[] = {
-        {0, 0, 348, "12345678", "bad.hdr: No such file or directory", "[out]Error: cannot open header file"},
-        {1, 0, 348, "12345678", pipe, "[out]Error" + pipe + "\n"},
-        {347, 0, 348, "12345678", "bad.hdr: ends after 347 bytes, but a header has 348", "[out]Error"},
-        {348, 0, 1, "12345678",
-         "bad.hdr: not an Analyze header: it does not begin with its size, 348, in either byte order",
-         "[out] Header for bad.hdr was byte_swapped during loading \n"
-         " Header unreadable even after byte_swapping \n[ends 0]"},
-        {348, 44, 0, "12345678",
-         "bad.hdr: the volume's size is 2 x 0 x 2, but at least one voxel along each axis is expected", ""},
-        {348, 46, -2, "12345678",
-         "bad.hdr: the volume's size is 2 x 2 x -2, but at least one voxel along each axis is expected",
-         "bad.hdr: the volume is 2 x 2 x -2 voxels, but no size may be negative\n"},
-        {348, 72, 16, "12345678", "bad.hdr: the element type, code 2 with 16 bits, is not one that is read",
-         no_bytes},
-        {348, 70, 4, "12345678", "", no_bytes},
-        {348, 0, 348, "", "bad.img: the image file cannot be opened for reading: No such file or directory",
-         "[out]Error: cannot open image file"},
-        {348, 0, 348, "/", folder, "[out]Error" + folder + "\n"},
-        {348, 0, 348, "1234567", cut, "[out]Error" + cut + "\n"},
-    };
-    for (const auto& c : cases) {
-        std::filesystem::remove("bad.hdr");
-        std::filesystem::remove("bad.img");
+    // Length of the header file, where it holds what, the image file, the fault, and what the 8-bit image
+    // tells.
+    const std::tuple<std::size_t, std::size_t, std::int16_t, std::string, std::string, std::string> cases[] =
+        {
+            {0, 0, 348, "12345678", "bad.hdr: No such file or directory",
+             "[out]Error: cannot open header file"},
+            {347, 0, 348, "12345678", "bad.hdr: ends after 347 bytes, but a header has 348", "[out]Error"},
+            {348, 0, 1, "12345678",
+             "bad.hdr: not an Analyze header: it does not begin with its size, 348, in either byte order",
+             "[out] Header for bad.hdr was byte_swapped during loading \n"
+             " Header unreadable even after byte_swapping \n[ends 0]"},
+            {348, 44, 0, "12345678",
+             "bad.hdr: the volume's size is 2 x 0 x 2, but at least one voxel along each axis is expected",
+             ""},
+            {348, 46, -2, "12345678",
+             "bad.hdr: the volume's size is 2 x 2 x -2, but at least one voxel along each axis is expected",
+             "bad.hdr: the volume is 2 x 2 x -2 voxels, but no size may be negative\n"},
+            {348, 72, 16, "12345678",
+             "bad.hdr: the element type, code 2 with 16 bits, is not one that is read", no_bytes},
+            {348, 70, 4, "12345678", "", no_bytes},
+            {348, 0, 348, "",
+             "bad.img: the image file cannot be opened for reading: No such file or directory",
+             "[out]Error: cannot open image file"},
+            {348, 0, 348, "1234567", cut, cut + "\n[out]Error"},
+        };
+    for (const auto& [length, offset, value, voxels, expected, of_bytes] : cases) {
         HeaderRecord header = drawHeader(2, 2, 2, ElementType::unsigned8);
-        store(header, c.offset, c.value);
-        if (c.length == 1) {
-            ASSERT_EQ(::mkfifo("bad.hdr", 0600), 0);
-        } else if (c.length > 0) {
-            write_file("bad.hdr", header_bytes(header, ByteOrder::native).substr(0, c.length));
-        }
-        if (c.voxels == "/") {
-            std::filesystem::create_directory("bad.img");
-        } else if (!c.voxels.empty()) {
-            write_file("bad.img", c.voxels);
-        }
+        store(header, offset, value);
+        write_file("bad.hdr", header_bytes(header, ByteOrder::native).substr(0, length));
+        write_file("bad.img", voxels);
+        std::filesystem::remove(length == 0 ? "bad.hdr" : voxels.empty() ? "bad.img" : "");
         tonalign::PairFile pair("bad");
         Array3D<double> volume;
-        if (const tonalign::Fault fault = read_header(pair)) {
-            EXPECT_EQ(fault.message, c.fault);
-        } else {
-            EXPECT_EQ(check_image(pair).message, c.fault);
-            EXPECT_EQ(read_image(pair, volume).message, c.fault);
-        }
+        const tonalign::Fault fault = read_header(pair);
+        EXPECT_EQ(fault ? fault.message : check_image(pair).message, expected);
+        EXPECT_EQ(fault ? fault.message : read_image(pair, volume).message, expected);
         Image image(3, 3, 3); // has room for the voxels that are not there
-        EXPECT_EQ(told([&] { EXPECT_EQ(image.Load("bad"), c.of_bytes.empty() ? 1 : 0); }), c.of_bytes);
-        const bool lost = c.fault.starts_with("bad.img");
+        EXPECT_EQ(told([&] { image.Load("bad"); }), of_bytes);
+        const bool lost = expected.starts_with("bad.img");
         EXPECT_EQ(image.data == nullptr, lost);
-        EXPECT_EQ(image.nx, lost || c.of_bytes.empty() ? 2 : 3);
+        EXPECT_EQ(image.nx, lost || of_bytes.empty() ? 2 : 3);
         EXPECT_EQ(told([&] { EXPECT_EQ(image.Save("saved"), lost ? 0 : 1); }),
                   lost ? "saved: not saved, the image has no voxels\n" : "");
     }
 }
 
-TEST_F(Pair, SavedAsIntegersKeepsTheLowBitsOfWholeNumbers)
+TEST_F(Files, PairSavedAsIntegersKeepsTheLowBitsOfWholeNumbers)
 {
     const std::pair<const char*, const char*> types[] = {
         {"unsigned char", "ff2c0001ff00ff0000"},
@@ -167,24 +168,25 @@ TEST_F(Pair, SavedAsIntegersKeepsTheLowBitsOfWholeNumbers)
     }
 }
 
-TEST_F(Pair, ThatCannotBeSavedEndsTheProcessAndLeavesNoFile)
+TEST_F(Files, PairThatCannotBeSavedEndsTheProcessAndLeavesNoFile)
 {
     using Doubles = AnalyzeImage<double>;
     const std::string saving = "[out] Inside AnalyzeImage::saveAnalyzeImageData() \n";
-    const std::string unnamed = " Inside  AnalyzeImage::SaveAnalyzeHeader() \n"
-                                " Attempt to save header without setting header filename \n[ends 0]";
+    const std::tuple<int (Doubles::*)(), std::string, std::string> unnamed[] = {
+        {&Doubles::readAnalyzeImageHeader, " Inside  AnalyzeImage::readAnalyzeImageHeader",
+         "read header without setting header filename"},
+        {&Doubles::readAnalyzeImageData, " Inside  AnalyzeImage::readAnalyzeImageData",
+         "read Image Data without setting ImageFileName"},
+        {&Doubles::saveAnalyzeImageHeader, " Inside  AnalyzeImage::SaveAnalyzeHeader",
+         "save header without setting header filename"},
+        {&Doubles::saveAnalyzeImageData, saving + " Inside  AnalyzeImage::saveAnalyzeImageData",
+         "save Image Data without setting ImageFileName"},
+    };
     Doubles image;
-    EXPECT_EQ(told([&] { image.readAnalyzeImageHeader(); }),
-              " Inside  AnalyzeImage::readAnalyzeImageHeader() \n"
-              " Attempt to read header without setting header filename \n[ends 0]");
-    EXPECT_EQ(told([&] { image.readAnalyzeImageData(); }),
-              " Inside  AnalyzeImage::readAnalyzeImageData() \n"
-              " Attempt to read Image Data without setting ImageFileName \n[ends 0]");
-    EXPECT_EQ(told([&] { image.saveAnalyzeImageHeader(); }), unnamed);
-    EXPECT_EQ(told([&] { image.Save(); }), unnamed);
-    EXPECT_EQ(told([&] { image.saveAnalyzeImageData(); }),
-              saving + " Inside  AnalyzeImage::saveAnalyzeImageData() \n"
-                       " Attempt to save Image Data without setting ImageFileName \n[ends 0]");
+    for (const auto& [call, inside, attempt] : unnamed) {
+        EXPECT_EQ(told([&, member = call] { (image.*member)(); }),
+                  inside + "() \n Attempt to " + attempt + " \n[ends 0]");
+    }
     image.setAnalyzeFileName("a");
     for (const int axis : {0, 1, 2}) {
         image.D.setDim(axis == 0 ? 32768 : 1, axis == 1 ? 32768 : 1, axis == 2 ? 32768 : 1);
@@ -197,16 +199,18 @@ TEST_F(Pair, ThatCannotBeSavedEndsTheProcessAndLeavesNoFile)
         EXPECT_EQ(told([&] { EXPECT_EQ(bytes.Save("a"), 0); }),
                   "a: not saved, a header holds sizes up to 32767\n");
     }
-    image.D.setDim(1, 1, 1);
+    image.D.setDim(1, 1, 1); // of no element type
     EXPECT_EXIT(image.saveAnalyzeImageData(), ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(fileCount(), 0);
     EXPECT_EXIT(image.Save(), ::testing::ExitedWithCode(0), "");
-    EXPECT_EQ(fileCount(), std::filesystem::exists("a.hdr") ? 1 : 0);
-    EXPECT_EQ(told([&] { image.Save(); }),
-              saving + " Error in saving Image: data-type not recognized \n[ends 0]");
+    EXPECT_EQ(fileCount() + 10 * std::filesystem::remove("a.hdr"), 11);
+    image.H.setDataType("float");
+    image.imagename = "a.doc";
+    EXPECT_EXIT(image.saveAnalyzeImageData(), ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(fileCount(), 0);
 }
 
-TEST_F(Pair, MadeInMemoryHasAPlainHeader)
+TEST_F(Files, PairMadeInMemoryHasAPlainHeader)
 {
     HeaderRecord header{};
     describe_volume(header, 2, 3, 4, ElementType::unsigned8);
@@ -243,7 +247,7 @@ TEST_F(Pair, MadeInMemoryHasAPlainHeader)
     EXPECT_EQ(read_file("b.img"), std::string(24, '\0'));
 }
 
-TEST_F(Pair, OfBytesIsPaddedCopiedAndMeasuredByItsVoxels)
+TEST_F(Files, PairOfBytesIsPaddedCopiedAndMeasuredByItsVoxels)
 {
     for (int round = 0; round < 50; ++round) {
         const auto size = [&] { return 1 + static_cast<int>(m_random() % 4); };
@@ -266,6 +270,65 @@ TEST_F(Pair, OfBytesIsPaddedCopiedAndMeasuredByItsVoxels)
                   std::tuple(0, before->curmax, 3));
         EXPECT_EQ(before->needs_saving, 1);
     }
+}
+
+TEST_F(Files, HeaderProblemsAreReportedAndPassedOver)
+{
+    write_file("cut", std::string(5, 'o') + std::string(150, 'c'));
+    std::ifstream in("no/such");
+    std::ofstream out("no/such");
+    std::ofstream full("/dev/full");
+    AnalyzeHeader h;
+    std::memset(&h.hk, 'o', 348);
+    EXPECT_EQ(
+        told([&] {
+            h.print(out);
+            EXPECT_EQ(h.load("cut", 5) + h.load(in, 0), 2);
+            EXPECT_EQ(h.save(out, 0) + h.save(full, 0) + h.save("/dev/full", 0), 3);
+            EXPECT_EQ(h.save("no/such", 0) + h.save("kept", 2), 1);
+            h.readAnalyzeHeader("missing", 1);
+        }),
+        "AnalyzeHeader::load  read error\nAnalyzeHeader::load  corrupted ifstream\n"
+        "AnalyzeHeader::load  error seeking pos\nAnalyzeHeader::load  read error\n"
+        "AnalyzeHeader::save  corrupted ofstream\nAnalyzeHeader::save  error seeking pos\n"
+        "AnalyzeHeader::save  write error\nAnalyzeHeader::save  write error\n"
+        "AnalyzeHeader::save  write error\n File could not be opened or already exists\n"
+        "AnalyzeHeader: File <missing> could not be opened \n Inside readAnalyzeHeader(char *file, itn byteSwap) \n"
+        " AnalyzeHeader could not be loaded from file = missing\n[ends 0]");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&h), 348),
+              std::string(150, 'c') + std::string(198, 'o'));
+    EXPECT_EQ(read_file("kept"), std::string(2, '\0') + std::string(reinterpret_cast<const char*>(&h), 348));
+}
+
+TEST_F(Files, OutputFileChangesNothingUnderItsNameUntilItIsKept)
+{
+    write_file("old", "old");
+    for (const char* const name : {"new", "old"}) {
+        const auto before = fileCount();
+        EXPECT_FALSE(tonalign::OutputFile(name).keep()) << "it was never begun";
+        for (const bool kept : {false, true}) {
+            tonalign::OutputFile file(name);
+            ASSERT_TRUE(file.begin());
+            file.stream() << "whole" << std::flush;
+            EXPECT_EQ(fileCount(), before + 1);
+            EXPECT_EQ(read_file("old"), "old");
+            EXPECT_TRUE(!kept || file.keep());
+        }
+        EXPECT_EQ(read_file(name), "whole");
+    }
+    EXPECT_EQ(fileCount(), 2);
+}
+
+TEST_F(Files, OutputFileWritesThroughANameThatMeansAnOpenFile)
+{
+    write_file("open", "old");
+    std::FILE* const open = std::fopen("open", "r");
+    tonalign::OutputFile file("/proc/self/fd/" + std::to_string(::fileno(open)));
+    ASSERT_TRUE(file.begin());
+    file.stream() << "through";
+    EXPECT_TRUE(file.keep());
+    EXPECT_EQ(std::fgetc(open), 't');
+    std::fclose(open);
 }
 
 TEST(PairNames, LoseAnExtensionAndAreRefusedWhenTooLong)
