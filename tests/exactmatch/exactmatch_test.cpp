@@ -113,10 +113,11 @@ TEST(ExactMatching, IsTheTranscribedOneOnTellingVolumes)
         for (int j = 0; j < 18 * 16 * 16; ++j) {
             halves.voxels.push_back(dice.once_in(2) ? 0.0 : j < 8 * 8 * 8 ? 9.1 : 9.2);
             zeros.voxels.push_back(dice.any_of<double>({-1.5, -0.0, 0.0, 0.1, 1.3}));
-            rows.voxels.push_back(j == 0 ? 0.0 : 1e5 + std::abs(j / 18 * 16 - 2040.3));
+            const int row = j / 18;
+            rows.voxels.push_back(j == 0 ? 0.0 : 1e5 + std::abs(16 * row - 2040.3));
         }
-        halves.voxels.resize(8 * 8 * 16);
-        zeros.voxels.resize(7 * 6 * 5);
+        halves.voxels.resize(1024);
+        zeros.voxels.resize(210);
         expect_match(halves, draw_target(dice, 4));
         expect_match(zeros, draw_target(dice, 3));
         expect_match(rows, draw_target(dice, dice.between(3, 12)));

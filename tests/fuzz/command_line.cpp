@@ -66,7 +66,7 @@ std::string file_for(const std::string& argument)
 
 } // namespace
 
-void try_input(std::string input)
+void try_input(std::string input) // NOLINT(performance-unnecessary-value-param): other targets take it apart
 {
     std::vector<std::string> arguments = {"tonalign"};
     std::istringstream lines(input);

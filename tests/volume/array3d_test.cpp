@@ -38,7 +38,7 @@ std::pair<std::array<int, 3>, bool> place_of(int k, const Box& box)
 {
     std::array<int, 3> at{};
     bool inner = true;
-    for (unsigned axis = 0; axis < 3; ++axis) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
         const int* const ends = &box[4 * axis];
         at[axis] = ends[0] + k % (ends[3] - ends[0] + 1);
         k /= ends[3] - ends[0] + 1;
@@ -170,7 +170,7 @@ TEST(Array3D, ImpossibleBoxesAndEmptyVolumesEndTheProcess)
     Array3D<double> v(1, 1, 1);
     const Ended memory = {1, " Failed to allocate Memory \n"};
     const Ended null = {1, " Null array being initialized in assignment\n"};
-    for (const unsigned axis : {0, 1, 2}) {
+    for (const std::size_t axis : {0, 1, 2}) {
         for (const unsigned first : {1, 2, 3}) { // of two indices in the wrong order
             Box box{};
             for (unsigned later = axis; later < 3; ++later) {
