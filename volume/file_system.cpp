@@ -23,9 +23,7 @@ bool holds_open_files(int folder)
 
 bool may_be_followed(const struct stat& link, const struct stat& folder)
 {
-    constexpr mode_t for_anybody = S_ISVTX | S_IWOTH;
-    return (folder.st_mode & for_anybody) != for_anybody || link.st_uid == ::geteuid() ||
-           link.st_uid == folder.st_uid;
+    return (folder.st_mode & S_IWOTH) == 0 || link.st_uid == ::geteuid() || link.st_uid == folder.st_uid;
 }
 
 bool may_be_renamed_over(int file, const struct stat& old, const struct stat& folder)

@@ -37,8 +37,7 @@ std::string with_new_name(Make make)
 /// Whether the links in a folder are the kernel's: they mean open files, not names.
 bool holds_open_files(int folder);
 
-/// In a sticky folder, where anybody may place a link, only the user's own links and the folder owner's
-/// count.
+/// Where anybody may place a link, only the user's own links and the folder owner's count.
 bool may_be_followed(const struct stat& link, const struct stat& folder);
 
 /// In a sticky folder only its owner and the file's may rename over the file; and nobody over a file on which

@@ -32,8 +32,17 @@ def opened(path, flags, mode=0):
             os.close(handle)
 
 
+def require_own_link(path):
+    """Where anybody may place a link, only our own and the folder owner's count."""
+    folder = os.stat(os.path.dirname(path) or ".")
+    if os.path.islink(path) and folder.st_mode & stat.S_IWOTH:
+        if os.lstat(path).st_uid not in (os.geteuid(), folder.st_uid):
+            raise PermissionError(errno.EACCES, "a link of another user")
+
+
 def require_writable(path):
     """Raises what can be told before the volumes are read. A pipe is left alone: opening is felt at its other end."""
+    require_own_link(path)
     old = status_of(path)
     if old is None:
         os.stat(os.path.dirname(os.path.realpath(path)))
@@ -96,6 +105,7 @@ def replace(place, content, old):
 
 def write_page(path, content):
     """Raises OSError; a symbolic link stays, and the file at its end is written."""
+    require_own_link(path)
     old = status_of(path)
     place = os.path.realpath(path)
     if old is None:
