@@ -83,9 +83,10 @@ void try_input(std::string input) // NOLINT(performance-unnecessary-value-param)
     RunParameters parameters{};
     completes([&] { parameters = parse_arguments(argc, argv.data()); });
     // A target histogram too short for its bins is refused before any memory is taken, so there may be as
-    // many as one likes; only what is no file has no length.
-    const bool file_decides =
-        !parameters.hasTargetVolume() && !std::filesystem::is_directory(parameters.inputfile2);
+    // many as one likes; only what is no file has no length, nor has what the run itself writes first.
+    const bool file_decides = !parameters.hasTargetVolume() &&
+                              parameters.inputfile2 != parameters.inputfile1_hist &&
+                              !std::filesystem::is_directory(parameters.inputfile2);
     if (file_decides || (parameters.Nbins <= 2000 && smoothing_kernel_length(parameters.sigma1) <= 1000.0)) {
         write_inputs();
         completes([&] { require(tonalign_main(argc, argv.data()) == 0, "a completed run gives 0"); });
