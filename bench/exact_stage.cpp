@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// The seconds that the exact stage takes inside a run, without the reading and writing around it.
+//
+// Takes the command line of usage 1, does what the run does up to and including the exact stage (the first
+// two histogram files are written, volumes are not), and prints the seconds last.
 #include "driver/MatchingRun.h"
-#include "driver/RunParameters.h"
 
 #include <chrono>
 #include <iostream>
 
-/// The seconds that the exact stage takes inside a run, without the reading and writing around it.
-///
-/// Takes the command line of usage 1, does what the run does up to and including the exact stage (the first
-/// two histogram files are written, volumes are not), and prints "exact stage seconds: " and the number last.
 int main(int argc, char** argv)
 {
     using Clock = std::chrono::steady_clock;

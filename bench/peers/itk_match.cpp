@@ -1,4 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// ITK's histogram matching, file to file: what a user of that filter writes, and nothing else.
+//
+//     itk_match INPUT TARGET OUTPUT THRESHOLD
+//
+// Reads Analyze or NIfTI pairs as floats and writes floats. 256 levels and 64 match points; THRESHOLD is 1
+// for the filter's default, which leaves voxels below the mean intensity out of the histograms, or 0.
+// ITK_GLOBAL_DEFAULT_NUMBER_OF_THREADS sets the number of threads.
 #include <itkHistogramMatchingImageFilter.h>
 #include <itkImage.h>
 #include <itkImageFileReader.h>
@@ -8,14 +15,6 @@
 #include <cstdlib>
 #include <iostream>
 #include <string>
-
-/// ITK's histogram matching, file to file: what a user of that filter writes, and nothing else.
-///
-///     itk_match INPUT TARGET OUTPUT THRESHOLD
-///
-/// Reads Analyze or NIfTI pairs as floats and writes floats. 256 levels and 64 match points; THRESHOLD is 1
-/// for the filter's default, which leaves voxels below the mean intensity out of the histograms, or 0.
-/// ITK_GLOBAL_DEFAULT_NUMBER_OF_THREADS sets the number of threads.
 
 namespace {
 
@@ -56,12 +55,8 @@ void match(char** argv)
 
 } // namespace
 
-int main(int argc, char** argv)
+int main(int, char** argv)
 {
-    if (argc != 5) {
-        std::cerr << "usage: itk_match INPUT TARGET OUTPUT THRESHOLD\n";
-        return 2;
-    }
     try {
         match(argv);
     } catch (const itk::ExceptionObject& error) {
