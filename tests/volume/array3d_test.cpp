@@ -173,7 +173,7 @@ TEST(Array3D, ImpossibleBoxesAndEmptyVolumesEndTheProcess)
     for (const std::size_t axis : {0, 1, 2}) {
         for (const unsigned first : {1, 2, 3}) { // of two indices in the wrong order
             Box box{};
-            for (unsigned later = axis; later < 3; ++later) {
+            for (std::size_t later = axis; later < 3; ++later) {
                 std::fill_n(&box[4 * later], first, 1);
             }
             EXPECT_EQ(ended([&] { volume_in(box); }),

@@ -56,7 +56,7 @@ TEST_F(Files, PairOfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
         const ByteOrder order = swaps ? ByteOrder::foreign : ByteOrder::native;
         const bool bytes_alone = type == ElementType::unsigned8;
         constexpr double steps[] = {1, 200, 70000, 0.5, 0.1};
-        std::vector<double> voxels(90 * 60 * 50); // more than 256 KiB in every type
+        std::vector<double> voxels(270000); // more than 256 KiB in every type
         for (double& voxel : voxels) {
             voxel = (static_cast<int>(m_random() % 256) - (bytes_alone ? 0 : 128)) * steps[round / 2];
         }
@@ -203,7 +203,8 @@ TEST_F(Files, PairThatCannotBeSavedEndsTheProcessAndLeavesNoFile)
     EXPECT_EXIT(image.saveAnalyzeImageData(), ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(fileCount(), 0);
     EXPECT_EXIT(image.Save(), ::testing::ExitedWithCode(0), "");
-    EXPECT_EQ(fileCount() + 10 * std::filesystem::remove("a.hdr"), 11);
+    EXPECT_EQ(fileCount(), 1);
+    EXPECT_TRUE(std::filesystem::remove("a.hdr"));
     image.H.setDataType("float");
     image.imagename = "a.doc";
     EXPECT_EXIT(image.saveAnalyzeImageData(), ::testing::ExitedWithCode(0), "");
