@@ -93,6 +93,10 @@ TEST_F(Files, PairOfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
         if (bytes_alone) {
             EXPECT_EQ(std::string(bytes.data, bytes.data + native.size()), native);
             EXPECT_EQ(std::pair(bytes.curmin, bytes.curmax), std::pair(u_char{0}, u_char{255}));
+            Image small(1, 1, 1);
+            small.ConstructAnalyzeNames("a");
+            told([&] { small.ReadAnalyzeHeader(); });
+            EXPECT_EQ(small.data, nullptr);
             EXPECT_EQ(told([&] { EXPECT_EQ(bytes.Save("b.img"), 1); }), "[out]File exists!");
             store(header, 80, std::array{1.0F, 0.25F, 1.0F});
             EXPECT_EQ(read_file("b.hdr"), header_bytes(header, ByteOrder::foreign));
@@ -100,11 +104,14 @@ TEST_F(Files, PairOfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
         }
         pair.header.dime.datatype = 77; // the width alone tells bytes and doubles
         EXPECT_EQ(!check_image(pair), bytes_alone || type == ElementType::float64);
+        std::filesystem::resize_file("a.img", native.size() - 1);
+        EXPECT_TRUE(check_image(pair));
     }
 }
 
 TEST_F(Files, PairThatIsBadIsAFaultAndLeavesAnImageThatIsSafeToUse)
 {
+    const std::string folder = "bad.img: not a regular file, but an image file is expected";
     const std::string cut = "bad.img: the image file holds 7 bytes, but its header needs 8 (8 voxels of 1)";
     const std::string no_bytes = "Image::ReadAnalyzeHeader(bad.hdr) : ERROR : image not u_char\n";
     // Length of the header file, where it holds what, the image file, the fault, and what the 8-bit image
@@ -131,6 +138,7 @@ TEST_F(Files, PairThatIsBadIsAFaultAndLeavesAnImageThatIsSafeToUse)
              "bad.img: the image file cannot be opened for reading: No such file or directory",
              "[out]Error: cannot open image file"},
             {348, 0, 348, "1234567", cut, cut + "\n[out]Error"},
+            {348, 0, 348, "/", folder, folder + "\n[out]Error"}, // the last one: a folder stays
         };
     for (const auto& [length, offset, value, voxels, expected, of_bytes] : cases) {
         HeaderRecord header = drawHeader(2, 2, 2, ElementType::unsigned8);
@@ -138,15 +146,21 @@ TEST_F(Files, PairThatIsBadIsAFaultAndLeavesAnImageThatIsSafeToUse)
         write_file("bad.hdr", header_bytes(header, ByteOrder::native).substr(0, length));
         write_file("bad.img", voxels);
         std::filesystem::remove(length == 0 ? "bad.hdr" : voxels.empty() ? "bad.img" : "");
+        if (voxels == "/") {
+            std::filesystem::remove("bad.img");
+            std::filesystem::create_directory("bad.img");
+        }
         tonalign::PairFile pair("bad");
         Array3D<double> volume;
         const tonalign::Fault fault = read_header(pair);
         EXPECT_EQ(fault ? fault.message : check_image(pair).message, expected);
         EXPECT_EQ(fault ? fault.message : read_image(pair, volume).message, expected);
         Image image(3, 3, 3); // has room for the voxels that are not there
+        const u_char* const buffer = image.data;
         EXPECT_EQ(told([&] { image.Load("bad"); }), of_bytes);
+        EXPECT_EQ(image.needs_saving, of_bytes.empty() ? 0 : 1);
         const bool lost = expected.starts_with("bad.img");
-        EXPECT_EQ(image.data == nullptr, lost);
+        EXPECT_EQ(image.data, lost ? nullptr : buffer);
         EXPECT_EQ(image.nx, lost || of_bytes.empty() ? 2 : 3);
         EXPECT_EQ(told([&] { EXPECT_EQ(image.Save("saved"), lost ? 0 : 1); }),
                   lost ? "saved: not saved, the image has no voxels\n" : "");
@@ -270,6 +284,9 @@ TEST_F(Files, PairOfBytesIsPaddedCopiedAndMeasuredByItsVoxels)
         EXPECT_EQ(std::tuple(image.hdr->dime.glmin, image.hdr->dime.glmax, before->hdr->dime.glmin),
                   std::tuple(0, before->curmax, 3));
         EXPECT_EQ(before->needs_saving, 1);
+        image.InitAnalyzeData();
+        EXPECT_EQ(std::count(image.data, image.data + image.nx * image.ny * image.nz, 0),
+                  image.nx * image.ny * image.nz);
     }
 }
 
@@ -351,7 +368,8 @@ TEST(PairNames, LoseAnExtensionAndAreRefusedWhenTooLong)
                   "an image name of 4092 characters is too long, at most 4091 are possible\n");
     }
     EXPECT_EQ(image.Filename(), longest);
-    EXPECT_EQ(told([&] { EXPECT_EQ(Image(2, -1, 2).Nx(), 0); }), "an image cannot have 2 x -1 x 2 voxels\n");
+    EXPECT_EQ(told([&] { EXPECT_EQ(Image(-2, -1, 2).Nx(), 0); }),
+              "an image cannot have -2 x -1 x 2 voxels\n");
     EXPECT_NE(told([&] { Image(1 << 30, 1 << 30, 1 << 30); }), "");
 }
 
