@@ -99,7 +99,7 @@ inline std::mt19937 engine; // the same numbers on every platform
 
 inline double number()
 {
-    return engine() / 2147483648.0 - 1.0;
+    return static_cast<double>(engine()) / 2147483648.0 - 1.0;
 }
 
 inline int integer(int lowest, int highest)

@@ -146,9 +146,9 @@ ToolRun draw_run(Dice& dice, bool to_volume, bool large)
     ToolRun run;
     const auto draw = [&](const std::string& base) {
         const bool few = !to_volume && dice.once_in(6);
-        const StoredVolume stored = large ? draw_large_volume(dice)
-                                    : few ? draw_volume(dice, 1, 3, 2)
-                                          : draw_volume(dice);
+        StoredVolume stored = large ? draw_large_volume(dice)
+                              : few ? draw_volume(dice, 1, 3, 2)
+                                    : draw_volume(dice);
         add_volume(run, stored, base);
         return stored;
     };
