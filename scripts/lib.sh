@@ -55,3 +55,11 @@ install_packages()
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get install -q --yes -o DPkg::Lock::Timeout=300 --no-install-recommends "${missing[@]}"
 }
+
+# build PRESET [OPTION...]: configures a preset with CMake's options and builds it, in build-PRESET.
+build()
+{
+    announce "Building the $1 preset in build-$1"
+    cmake --preset "$@"
+    cmake --build --preset "$1" --parallel "$(nproc)"
+}

@@ -285,7 +285,7 @@ TEST_F(Files, PairOfBytesIsPaddedCopiedAndMeasuredByItsVoxels)
                   std::tuple(0, before->curmax, 3));
         EXPECT_EQ(before->needs_saving, 1);
         image.InitAnalyzeData();
-        EXPECT_EQ(std::count(image.data, image.data + image.nx * image.ny * image.nz, 0),
+        EXPECT_EQ(std::count(image.data, image.data + std::ptrdiff_t{image.nx} * image.ny * image.nz, 0),
                   image.nx * image.ny * image.nz);
     }
 }
