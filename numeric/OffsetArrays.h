@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Owners for offset-indexed arrays, so that no routine has to release one by hand.
 #pragma once
 
 #include "numeric/classNRUTILS.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Modified Bessel functions of integer order.
 #include "failure/end_process.h"
 #include "numeric/classNRUTILS.h"
 
@@ -9,7 +10,8 @@
 
 namespace {
 
-/// Coefficients in rising powers, with the digits that Abramowitz and Stegun print under each number.
+/// Coefficients in rising powers, with the digits printed in Abramowitz and Stegun under the formula numbers
+/// given here.
 constexpr double i0_small[] = {1.0,       3.5156229, 3.0899424, 1.2067492,
                                0.2659732, 0.0360768, 0.0045813}; // 9.8.1
 constexpr double i0_large[] = {0.39894228,  0.01328592, 0.00225319,  -0.00157565, 0.00916281,
@@ -27,10 +29,10 @@ constexpr double k1_small[] = {1.0,         0.15443144,  -0.67278579, -0.1815689
 constexpr double k1_large[] = {1.25331414,  0.23498619, -0.03655620, 0.01504268,
                                -0.00780353, 0.00325614, -0.00068245}; // 9.8.8
 
-/// Both I0 and I1 change from one approximation to the other here.
+/// I0 and I1 both switch approximations here.
 constexpr double i_branch_point = 3.75;
 
-/// Horner's rule; `tail` stands for everything above the last coefficient, already divided by its power.
+/// Horner's rule; `tail` stands for all terms above the last coefficient, already divided by the power of t.
 template <std::size_t N>
 double polynomial(const double (&coefficients)[N], double t, double tail = 0.0)
 {
@@ -96,7 +98,7 @@ float classNRUTILS::bessk1(float x)
 
 float classNRUTILS::bessi(int n, float x)
 {
-    constexpr double accuracy = 40.0; // more starts the recurrence higher up
+    constexpr double accuracy = 40.0; // a larger value starts the recurrence at a higher order
     constexpr double too_big = 1.0e10;
     constexpr double rescaling = 1.0e-10;
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Eigenvalues and eigenvectors of symmetric matrices.
 #include "numeric/OffsetArrays.h"
 #include "numeric/moreNRUTILS.h"
 
@@ -18,8 +19,8 @@ bool equal_in_float(double a, double b)
     return static_cast<float>(a) == static_cast<float>(b);
 }
 
-/// The matrix on its way to a diagonal one. Only the strict upper triangle of `a` is kept up; the diagonal
-/// lives in `d`.
+/// A matrix as it is reduced to diagonal form. Only the strict upper triangle of `a` is kept up to date; the
+/// diagonal is kept in `d`.
 class JacobiSweeps
 {
 public:
@@ -59,7 +60,7 @@ public:
                 }
             }
         }
-        // Adding up a sweep's changes before they meet the larger eigenvalue loses fewer digits.
+        // Summing a sweep's small changes before adding them to the eigenvalue loses fewer digits.
         for (int i = 1; i <= m_n; ++i) {
             m_start[i] += m_changes[i];
             m_d[i] = m_start[i];
@@ -77,7 +78,7 @@ private:
     double rotation_tangent(int p, int q, double g) const
     {
         const double h = m_d[q] - m_d[p];
-        if (h != 0.0 && is_lost_in(h, g)) { // 0 and 0 are equal as floats too when g is below their range
+        if (h != 0.0 && is_lost_in(h, g)) { // a g below the range of a float is lost even in 0
             return m_a[p][q] / h;
         }
         const double theta = 0.5 * h / m_a[p][q];
@@ -124,7 +125,7 @@ private:
     double* m_d;
     double** m_v;
     int* m_nrot;
-    DoubleVector m_changes; ///< what this sweep has added to each diagonal element
+    DoubleVector m_changes; ///< the sum of this sweep's changes to each diagonal element
     DoubleVector m_start;   ///< the diagonal at the start of this sweep
 };
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Listings of vectors and matrices on standard output.
 #include "numeric/moreNRUTILS.h"
 
 #include <iostream>

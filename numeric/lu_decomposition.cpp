@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// LU decomposition and the solution of linear systems, in float and in double.
 #include "failure/end_process.h"
 #include "numeric/classNRUTILS.h"
 
@@ -11,7 +12,7 @@
 
 namespace {
 
-/// Stands in for a pivot of exactly 0.
+/// Replaces a pivot of exactly 0.
 template <typename T>
 constexpr T tiny_pivot = static_cast<T>(1.0e-20);
 
@@ -46,14 +47,15 @@ T subtract_known_terms(T** a, int i, int j, int terms)
     return sum;
 }
 
-/// Turns column j into its entries of U and of the still undivided L; returns the row of the best pivot.
+/// Replaces column j by its entries of U and of L, the latter not yet divided by the pivot; returns the row
+/// of the best pivot.
 template <typename T>
 int reduce_column(T** a, int n, int j, const std::vector<T>& scalings)
 {
     for (int i = 1; i < j; ++i) {
         subtract_known_terms(a, i, j, i - 1);
     }
-    int pivot_row = j; // stays when not-a-number entries leave nothing to compare
+    int pivot_row = j; // kept when not-a-number entries leave nothing to compare
     T best = 0;
     for (int i = j; i <= n; ++i) {
         const T merit =
@@ -77,7 +79,7 @@ void decompose(T** a, int n, int* indx, T* d)
     for (int j = 1; j <= n; ++j) {
         const int pivot_row = reduce_column(a, n, j, scalings);
         if (pivot_row != j) {
-            // The elements move, not the row pointers: the matrix may be walked as one run by its owner.
+            // Exchange elements, not row pointers: the owner may walk the matrix as one run.
             std::swap_ranges(&a[j][1], &a[j][1] + n, &a[pivot_row][1]);
             *d = -*d;
             scalings[static_cast<std::size_t>(pivot_row)] = scalings[static_cast<std::size_t>(j)];
@@ -96,7 +98,7 @@ void decompose(T** a, int n, int* indx, T* d)
 template <typename T>
 void substitute(T** a, int n, int* indx, T* b)
 {
-    int first_nonzero = 0; // 0 while everything seen so far is 0 and contributes nothing
+    int first_nonzero = 0; // 0 while all elements so far are 0 and contribute nothing
     for (int i = 1; i <= n; ++i) {
         std::swap(b[i], b[indx[i]]);
         if (first_nonzero != 0) {

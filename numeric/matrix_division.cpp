@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// The least-squares quotient of two sets of points.
 #include "numeric/OffsetArrays.h"
 #include "numeric/moreNRUTILS.h"
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Allocation and release of offset-indexed vectors and matrices.
 #include "failure/end_process.h"
 #include "numeric/classNRUTILS.h"
 
@@ -15,7 +16,7 @@ using tonalign::ExitStatus;
 
 /// The element at index 0 of a block that starts at `start` and whose element 1 has index `lowest`.
 ///
-/// It usually lies outside the block and is only ever indexed with valid indices again.
+/// It usually lies outside the block and is only ever used with valid indices.
 template <typename T>
 T* shift_to_index_base(T* start, std::int64_t lowest)
 {
@@ -65,7 +66,7 @@ T** allocate_matrix(int nrl, int nrh, int ncl, int nch)
 {
     const std::int64_t rows = extent(nrl, nrh);
     const std::int64_t columns = extent(ncl, nch);
-    // Both sizes come before either block: the row table alone can take gigabytes.
+    // Check both sizes before allocating either block: the row table alone can take gigabytes.
     require_block_size(rows, "allocation failure 1 in matrix()");
     require_block_size(rows * columns, "allocation failure 2 in matrix()");
     auto row_table = allocate_block<T*>(rows);

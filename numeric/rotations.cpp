@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Rotation matrices about an axis and from one direction to another.
 #include "numeric/OffsetArrays.h"
 #include "numeric/moreNRUTILS.h"
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Singular value decomposition of float matrices.
 #include "numeric/OffsetArrays.h"
 #include "numeric/classNRUTILS.h"
 
@@ -17,7 +18,7 @@ float with_sign_of(float magnitude, float signed_value)
 
 /// A Householder reflection that maps a vector onto `norm_with_sign` times its first unit vector.
 ///
-/// All lengths are relative to `scale`, the sum of the vector's absolute values; a scale of 0 says that the
+/// All lengths are relative to `scale`, the sum of the vector's absolute values; a scale of 0 means that the
 /// vector is zero and there is nothing to reflect.
 struct Reflection
 {
@@ -192,7 +193,7 @@ struct Rotation
     }
 };
 
-/// The bidiagonal form on its way to a diagonal one, with the two factors that every rotation goes into.
+/// The bidiagonal form as it is reduced to a diagonal one, with the two factors that collect the rotations.
 class BidiagonalForm
 {
 public:
@@ -224,7 +225,7 @@ private:
     /// The first index of the block that ends at k and has no negligible superdiagonal element.
     int split_off_block(int k)
     {
-        // e[1] is 0; that the search ends there even so keeps it in the arrays when the norm is not a number.
+        // e[1] is 0 and would end the search; the bound keeps it in the arrays when the norm is not a number.
         for (int l = k; l > 1; --l) {
             if (negligible(m_e[l])) {
                 return l;
@@ -285,13 +286,13 @@ private:
     {
         float f = shifted_start(l, k);
         float x = m_w[l];
-        Rotation rotation = {1.0F, 1.0F}; // hands on the first superdiagonal element as it is
+        Rotation rotation = {1.0F, 1.0F}; // passes the first superdiagonal element on unchanged
         for (int j = l; j < k; ++j) {
             const int i = j + 1;
             const float bulge = rotation.s * m_e[i];
             float g = rotation.c * m_e[i];
             m_e[j] = classNRUTILS::pythag(f, bulge);
-            if (m_e[j] != 0.0F) { // otherwise there is no bulge: any rotation does, and one is at hand
+            if (m_e[j] != 0.0F) { // with no bulge any rotation will do: keep the last
                 rotation = {f / m_e[j], bulge / m_e[j]};
             }
             f = x * rotation.c + g * rotation.s;

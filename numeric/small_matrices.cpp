@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Products, transposes, diagonals and inverses of small matrices.
 #include "numeric/OffsetArrays.h"
 #include "numeric/moreNRUTILS.h"
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Least-squares solutions, covariances and fits from a singular value decomposition.
 #include "numeric/OffsetArrays.h"
 #include "numeric/classNRUTILS.h"
 
@@ -8,10 +9,10 @@ namespace {
 
 using FloatVector = tonalign::OffsetVector<float>;
 
-/// Singular values below this fraction of the largest one say nothing about the fit.
+/// Singular values below this fraction of the largest one count as 0.
 constexpr double singular_value_tolerance = 1.0e-5;
 
-/// An empty vector where a count below 1 asks for nothing.
+/// A work vector over [1..count], empty when the count is below 1.
 FloatVector scratch(int count)
 {
     return {1, std::max(count, 0)};

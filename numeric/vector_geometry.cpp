@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
+// Products, lengths and angles of 3-vectors.
 #include "numeric/moreNRUTILS.h"
 
 #include <cmath>
@@ -33,8 +34,8 @@ void calcunitvector(double* v, double* n)
 double anglebetweenvectors(double* a, double* b)
 {
     const double cosine = dotproduct(a, b) / std::sqrt(dotproduct(a, a) * dotproduct(b, b));
-    // Rounding may carry the cosine of parallel vectors a few digits past 1, where there is no angle. What
-    // lies farther out comes from lengths that underflowed, and stays not-a-number.
+    // Rounding can take the cosine of parallel vectors slightly past 1, outside the domain of acos. Anything
+    // farther out comes from lengths that underflowed, and stays not-a-number.
     constexpr double rounded_one = 1.0 + 1e-12;
     const bool parallel = std::abs(cosine) > 1.0 && std::abs(cosine) < rounded_one;
     return std::acos(parallel ? std::copysign(1.0, cosine) : cosine);
