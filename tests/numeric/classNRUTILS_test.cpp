@@ -96,7 +96,7 @@ void eliminate(Matrix<T>& a, Matrix<int>& indx, T& parity)
             indx(k) = scale(i) * std::abs(a(i, k)) >= scale(indx(k)) * std::abs(a(indx(k), k)) ? i : indx(k);
         }
         std::swap_ranges(&a(k), &a(k) + n, &a(indx(k)));
-        parity *= indx(k) == k ? 1 : -1;
+        parity = indx(k) == k ? parity : -parity;
         scale(indx(k)) = scale(k);
         a(k, k) = a(k, k) == 0 ? static_cast<T>(1e-20) : a(k, k);
         for (int i = k + 1; i <= n; ++i) {
