@@ -9,6 +9,7 @@ readonly test_packages=(
     nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
     python3-matplotlib python3-pil          # for the report's page
     scdoc groff-base                        # the manual pages, and a check of them
+    strace                                  # to let calls fail
 )
 # And what the tests labelled slow take.
 # shellcheck disable=SC2034
