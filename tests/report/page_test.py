@@ -10,35 +10,21 @@ import struct
 import numpy
 from PIL import Image
 from support import BINS, COLUMNS, ReportTest, head, text_of, write_pair
-from tonalign_report.charts import cumulative_chart, histogram_chart
 
 END = b"*****TOTAL RUNNING TIME*****\n"
 SPOILT = (  # the reason, the file that is spoilt, and what becomes of its content
     ("not a log of tonalign", ".log", lambda log: b"\xff\x1b[31m<i>\0" * 100_000),
     ("the log cannot be read: No such file", ".log", None),
-    ("larger than any log", ".log", lambda log: log + b"x" * (1 << 20)),
     ("ends while matching histograms, without the running time", ".log", lambda log: log[: log.index(b"*****IMAGES")]),
     ("holds 2 runs", ".log", lambda log: log * 2),
-    ("number of bins in the log is '333", ".log", lambda log: log.replace(b"\t32\n", b"\t" + b"3" * 800_000 + b"\n")),
-    ("File name too long", ".log", lambda log: log.replace(b"-out.hist", b"o" * 400_000)),
     ("an output was not written", ".log", lambda log: log.replace(END, b"AnalyzeHeader::save  write error\n" + END)),
     ("not a finite number", ".log", lambda log: re.sub(rb"=\t.*\n(?=\*{5}IMAGES)", b"=\tnan\n", log)),
     ("-out.img: No such file or directory", "-out.img", None),
     ("the image file holds 99 bytes, but its header needs 6336", "-mapped.img", lambda image: image[:99]),
-    (f"its header needs {4 * 32767**3}", "-out.hdr", lambda header: header[:42] + b"\xff\x7f" * 3 + header[48:]),
     ("-out.img: some voxels are not finite", "-out.img", lambda image: image[:-4] + b"\xff" * 4),
-    ("other sizes than the input", "-out.hdr", lambda header: header[:42] + struct.pack("3h", 7, 6, 5) + header[48:]),
     ("the histogram files after the run are", "-out.hist", lambda content: b"0 0.03125 " * BINS),
 )
-HEADERS = (  # fields, words expected
-    ([], set()),
-    ([(112, "f", 0.5)], {"scale factor"}),
-    ([(112, "f", 1), (124, "2f", 80, 0), (140, "2i", 900, 100), (344, "i", 5)], set()),
-    ([(124, "2f", 80, 0), (140, "2i", 900, 100)], {"scale factor"}),
-    ([(112, "f", float("nan")), (124, "2f", 900, 100), (140, "2i", 900, 100)], set()),
-    ([(48, "h", 3), (108, "f", 352), (116, "f", 1), (344, "4s", b"ni1")],
-     {"series", "vox_offset", "scale factor", "NIfTI magic"}),
-)
+SCALED = [(48, "h", 3), (108, "f", 352), (112, "f", 0.5), (344, "4s", b"ni1")]
 
 
 class Shown(ReportTest):
@@ -73,21 +59,6 @@ class Shown(ReportTest):
                 png = self.images[f"scan, {what}: {plane} plane, slice {name} = {middle} of {count}, {plane[2]} upward"]
                 found = numpy.asarray(Image.open(io.BytesIO(base64.b64decode(png))), float)
                 numpy.testing.assert_allclose(found, ((view - black) / (white - black) * 255).clip(0, 255), atol=0.51)
-
-    def test_curves_run_through_their_frequencies(self):
-        values = dict(zip(("input", "output", "target"), numpy.random.default_rng(5).random((3, 40)) / 20))
-        values["input"][11] = 1  # far above the others' peaks, and cut off
-        top = 1.04 * 2.5 * max(values["output"].max(), values["target"].max())
-        sums, drawn = {what: numpy.cumsum(given) for what, given in values.items()}, histogram_chart(values, "")[0]
-        for chart, high, shown in ((drawn, top, values), (cumulative_chart(values, ""), 1, sums)):
-            curves = re.findall(r'<path d="M([^"]*)" style="[^"]*var\(--(input|output|target)\)', chart)
-            self.assertEqual([what for _, what in curves], ["target", "input", "output"])
-            for path, what in curves:
-                x, y = numpy.array([point.split() for point in path.split("L")], float).T
-                wanted = numpy.interp(2 + (x - 52) / 418 * 38, range(1, 41), numpy.minimum(shown[what], 1.02 * high))
-                # A path leaves out points on its straight parts; a tenth of a unit is what it is rounded to.
-                numpy.testing.assert_allclose((176 - y) / 164 * high, wanted, atol=high / 164)
-                self.assertEqual((x[0], x[-1], len(x) > 20), (52, 470, True))
 
     def test_failures_are_told_as_text_without_control_characters_and_cut(self):
         reasons = {os.fsdecode(b"<i>\x1b\x9b\xe9%d" % number): reason for number, (reason, *_) in enumerate(SPOILT)}
@@ -124,15 +95,11 @@ class Shown(ReportTest):
         self.assertTrue(all(f"{word}: " in text_of(self.sections["scan"]) for word in found))
 
     def test_warnings(self):
-        for fields, expected in HEADERS:
-            for order in "<>":
-                with self.subTest(fields=fields, order=order):
-                    write_pair(self.folder / "one", head(1), fields, order)
-                    self.usage1("scan")
-                    self.assert_word(HEADERS[-1][1], expected)
-                    self.assertEqual("The header of the input and the output " in self.sections["scan"], bool(expected))
+        write_pair(self.folder / "one", head(1), SCALED, ">")
+        self.usage1("scan")
+        words = {"scale factor", "series", "vox_offset", "NIfTI magic"}
+        self.assert_word(words, words)
         values, almost = head(1), head(1, (36, 36, 36))
-        levels = numpy.where(values > 0, 1000 + numpy.unique(values, return_inverse=True)[1].reshape(values.shape), 0)
         ceiling = lambda share: numpy.quantile(values[values > 0], 1 - share).astype("i2")
         first = numpy.arange(values.size).reshape(values.shape) == 0
         write_pair(self.folder / "almost", almost)
@@ -144,10 +111,8 @@ class Shown(ReportTest):
             # The lowest bin ends at 1100 / 32 before, and at 1/64 of that less after.
             ("background moved", 34, 33, lambda air: numpy.where((values == 0) & ~first, air, values),
              lambda _: self.usage2("scan", [1] * BINS)),
-            ("few grey levels", 25, 12, lambda step: levels // step * step, run),  # about 12 and 24
             ("hardly closer", "target", "almost", lambda _: almost, lambda t: self.usage1("scan", exact=0, target=t)),
             ("input overwritten", "one.hdr", None, same, lambda output: self.usage1("scan", output=output)),
-            ("short header", 100, 348, same, lambda size: (os.truncate(self.folder / "one.hdr", size), run(0))),
         ):
             for value in (silent, fires):
                 with self.subTest(word, value=value):
