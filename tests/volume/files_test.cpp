@@ -168,6 +168,10 @@ TEST_F(Files, PairThatCannotBeSavedLeavesNoFile)
     EXPECT_EQ(fileCount(), 0);
     EXPECT_EXIT(image.Save(), ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(fileCount(), 1) << "the header stays";
+    image.H.setDataType("float");
+    image.imagename = "a.doc";
+    EXPECT_EXIT(image.saveAnalyzeImageData(), ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(fileCount(), 1);
 }
 
 TEST_F(Files, PairMadeInMemoryHasAPlainHeader)
