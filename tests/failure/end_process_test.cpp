@@ -14,10 +14,8 @@ using tonalign::test::ended;
 
 TEST(EndProcess, WritesItsPiecesAndNothingElse)
 {
-    EXPECT_EQ(ended([] {
-                  end_process(std::cout, {"a", "b\n"}, ExitStatus::success);
-              }),
-              (Ended{0, "[out]ab\n"}));
+    const auto succeed = [] { end_process(std::cout, {"a", "b\n"}, ExitStatus::success); };
+    EXPECT_EQ(ended(succeed), (Ended{0, "[out]ab\n"}));
     EXPECT_EQ(ended([] { end_process(std::cerr, {"ab"}, ExitStatus::failure); }), (Ended{1, "ab"}));
 }
 

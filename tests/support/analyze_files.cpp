@@ -3,7 +3,6 @@
 #include "tests/support/analyze_files.h"
 
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 
 namespace tonalign::test {
@@ -28,12 +27,11 @@ void append(std::string& bytes, double value, ByteOrder order)
     if (static_cast<double>(element) != value) {
         throw std::invalid_argument("a voxel value does not fit its element type");
     }
-    char raw[sizeof(T)];
-    std::memcpy(raw, &element, sizeof(T));
+    std::string raw(reinterpret_cast<const char*>(&element), sizeof element);
     if (order == ByteOrder::foreign) {
-        std::reverse(std::begin(raw), std::end(raw));
+        std::reverse(raw.begin(), raw.end());
     }
-    bytes.append(raw, sizeof(T));
+    bytes += raw;
 }
 
 } // namespace

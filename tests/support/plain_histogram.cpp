@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 
 namespace tonalign::test {
 
@@ -45,11 +46,7 @@ void normalise(Histogram& histogram, double sum)
 
 double sum_of_frequencies(const Histogram& histogram)
 {
-    double sum = 0.0;
-    for (int i = 1; i <= histogram.bins; ++i) {
-        sum = sum + histogram.frequency[i];
-    }
-    return sum;
+    return std::accumulate(histogram.frequency.begin(), histogram.frequency.end(), 0.0);
 }
 
 Histogram histogram_of(const Volume& volume, int bins, double sigma)
@@ -67,16 +64,17 @@ Histogram histogram_of(const Volume& volume, int bins, double sigma)
     histogram.total = sum_of_frequencies(histogram);
     normalise(histogram, histogram.total);
     if (sigma > 0.0) {
-        Histogram kernel(sigma < 1.0 ? 9 : static_cast<int>(10.0 * sigma + 1.0));
-        for (int i = 1; i <= kernel.bins; ++i) {
-            const double t = i - 0.5 * (kernel.bins + 1);
-            kernel.frequency[i] = std::exp(((-t) * t) * 0.5 / sigma / sigma);
+        const int length = sigma < 1.0 ? 9 : static_cast<int>(10.0 * sigma + 1.0);
+        std::vector<double> kernel(length + 1);
+        for (int i = 1; i <= length; ++i) {
+            const double t = i - 0.5 * (length + 1);
+            kernel[i] = std::exp(((-t) * t) * 0.5 / sigma / sigma);
         }
-        const double sum = sum_of_frequencies(kernel);
-        for (double& weight : kernel.frequency) {
+        const double sum = std::accumulate(kernel.begin(), kernel.end(), 0.0);
+        for (double& weight : kernel) {
             weight = weight / sum;
         }
-        histogram.frequency = convolved(histogram.frequency, kernel.frequency);
+        histogram.frequency = convolved(histogram.frequency, kernel);
         histogram.frequency[1] = 0.0;
         normalise(histogram, sum_of_frequencies(histogram));
     }
@@ -92,14 +90,9 @@ Endpoints find_endpoints(const Histogram& histogram, double share)
     double nearest_below = 1e8;
     double nearest_above = 1e8;
     for (int i = 1; i <= histogram.bins; ++i) {
-        double below = 0.0;
-        for (int k = 1; k <= i; ++k) {
-            below = below + histogram.frequency[k];
-        }
-        double above = 0.0;
-        for (int k = histogram.bins; k >= i; --k) {
-            above = above + histogram.frequency[k];
-        }
+        const auto& f = histogram.frequency;
+        const double below = std::accumulate(f.begin(), f.begin() + i + 1, 0.0);
+        const double above = std::accumulate(f.rbegin(), f.rend() - i, 0.0);
         found.upper = std::fabs(below - share) < nearest_below ? i : found.upper;
         found.lower = std::fabs(above - share) < nearest_above ? i : found.lower;
         nearest_below = std::min(nearest_below, std::fabs(below - share));

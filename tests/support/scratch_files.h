@@ -42,14 +42,4 @@ inline void write_file(const std::filesystem::path& path, const std::string& byt
     }
 }
 
-/// The bytes that pairs of hexadecimal digits stand for.
-inline std::string from_hex(const std::string& digits)
-{
-    std::string bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    }
-    return bytes;
-}
-
 } // namespace tonalign::test

@@ -61,27 +61,18 @@ TEST(Array3D, AddressesEveryElementByItsOwnIndices)
             ASSERT_EQ(v.data(at[2], at[1], at[0]), v.block() + k);
         }
         EXPECT_EQ(v.hasNoMargin(), inner_count == v.blockSize());
-        EXPECT_EQ(v.data(-99, -99, -99), v.block());
         EXPECT_EQ(v.data(99, 99, 99), v.block() + v.blockSize() - 1);
-        EXPECT_EQ(box, (Box{v.getXmin(), v.getXbegin(), v.getXend(), v.getXmax(), v.getYmin(), v.getYbegin(),
-                            v.getYend(), v.getYmax(), v.getZmin(), v.getZbegin(), v.getZend(), v.getZmax()}));
         EXPECT_EQ(v.getNxInner() * v.getNyInner() * v.getNzInner(), inner_count);
         EXPECT_EQ(v.getNxTotal() * v.getNyTotal() * v.getNzTotal(), v.blockSize());
     }
-    EXPECT_EQ(Array3D<double>().data(0, 0, 0), nullptr);
 }
 
 TEST(Array3D, CopiesAndMovesWhatTheIndicesOfBothShare)
 {
-    const std::string copying = " Inside Copy operator = \n";
-    const Ended no_source = {0, copying +
-                                    " Array to be copied from is Empty, copy not defined....bailing out \n"};
-    const Ended different = {1, copying + "Array3D<T>::= Array3D's have different dimensions.\n"};
     std::mt19937 random(2);
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 1000; ++round) {
         const Box source_box = draw_box(random);
         const Array3D<double> original = volume_in(source_box);
-        const bool from_nothing = random() % 8 == 0;
         const bool into_nothing = random() % 8 == 0;
         Box box = source_box;
         box[random() % 12] += into_nothing ? 0 : static_cast<int>(random() % 3) - 1;
@@ -92,27 +83,21 @@ TEST(Array3D, CopiesAndMovesWhatTheIndicesOfBothShare)
         for (const unsigned i : {1, 2, 5, 6, 9, 10}) {
             same_inner = same_inner && box[i] == source_box[i];
         }
-        const Array3D<double> nothing;
-        Array3D<double> source(from_nothing ? nothing : original);
+        Array3D<double> source(original);
         Array3D<double> target = into_nothing ? Array3D<double>() : volume_in(box, 1e6);
-        std::vector<double> expected = voxels_of(into_nothing && !from_nothing ? original : target);
-        for (unsigned k = 0; !from_nothing && same_inner && k < expected.size(); ++k) {
+        std::vector<double> expected = voxels_of(into_nothing ? original : target);
+        for (unsigned k = 0; same_inner && k < expected.size(); ++k) {
             const auto [at, inner] = place_of(static_cast<int>(k), box);
             expected[k] = inner || box == source_box ? *original.data(at[2], at[1], at[0]) : expected[k];
         }
-        EXPECT_EQ(original.isInnerIndicesSame(volume_in(box)), same_inner);
-        EXPECT_EQ(original.isInnerOuterIndicesSame(volume_in(box)), box == source_box);
-
         const bool moves = random() % 2 == 0;
-        const bool takes = moves && into_nothing && !from_nothing;
-        const double* const block = source.block();
-        const Ended end = ended([&] { moves ? target = std::move(source) : target = std::as_const(source); });
-        EXPECT_EQ(end, from_nothing ? no_source : same_inner ? (Ended{-1, ""}) : different);
+        const auto assign = [&] { moves ? target = std::move(source) : target = std::as_const(source); };
+        EXPECT_EQ(ended(assign).status, same_inner ? -1 : 1);
         EXPECT_EQ(voxels_of(target), expected);
-        EXPECT_EQ(target.isInnerOuterIndicesSame(original),
-                  box == source_box && !(into_nothing && from_nothing));
-        EXPECT_EQ(target.block() == block, takes || (from_nothing && into_nothing));
-        EXPECT_EQ(voxels_of(source), voxels_of(takes || from_nothing ? nothing : original));
+        EXPECT_EQ(target.isInnerOuterIndicesSame(original), box == source_box);
+        EXPECT_EQ(source.block() == nullptr, moves && into_nothing);
+        EXPECT_EQ(ended([&] { target = Array3D<double>(); }).status, 0) << "and changes nothing";
+        EXPECT_EQ(voxels_of(target), expected);
     }
 }
 
@@ -143,50 +128,25 @@ TEST(Array3D, ExtremaAreThoseFirstMetInTheInnerRegion)
         const tonalign::IntensityRange range = tonalign::intensity_range(v);
         ASSERT_EQ(text(v.getMinValue(), v.getMaxValue()), text(least, greatest));
         ASSERT_EQ(text(range.minimum, range.maximum), text(least, greatest));
-        ASSERT_EQ(range.finite, finite);
         ASSERT_EQ(tonalign::fault_of_voxels(v, range, "").message.empty(), finite);
     }
 }
 
-TEST(Array3D, ArithmeticAndFaultsCoverTheMarginToo)
+TEST(Array3D, RefusesImpossibleBoxesAndArithmeticOnNothing)
 {
-    Array3D<double> v = volume_in({-1, 0, 0, 1, 2, 3, 3, 3, -5, -5, -4, -4});
+    for (unsigned i = 1; i < 12; ++i) {
+        Box box{};
+        std::fill(box.begin(), box.begin() + i, i % 4 == 0 ? 0 : 1); // two indices in the wrong order
+        EXPECT_EQ(ended([&] { volume_in(box); }).status, i % 4 == 0 ? -1 : 1) << i;
+    }
+    Array3D<double> v(1, 1, 2);
     v += 3.0;
     v *= 0.5;
-    EXPECT_THAT(voxels_of(v), ::testing::ElementsAre(1.5, 2, 2.5, 3, 3.5, 4, 4.5, 5, 5.5, 6, 6.5, 7));
-    v = 5.0;
-    EXPECT_EQ(voxels_of(v), std::vector<double>(12, 5.0));
-    const std::string expected = ", but every voxel is expected to be finite";
-    v.address()[-4][2][1] = std::nan("");
-    EXPECT_EQ(tonalign::fault_of_voxels(v, {5, 5, false}, "a.img").message,
-              "a.img: 1 voxel is not a finite number (nan) at x=1 y=2 z=-4" + expected);
-    v.address()[-5][3][0] = -INFINITY;
-    EXPECT_EQ(tonalign::fault_of_voxels(v, {5, 5, false}, "a.img").message,
-              "a.img: 2 voxels are not finite numbers, the first one (-inf) at x=0 y=3 z=-5" + expected);
-}
-
-TEST(Array3D, ImpossibleBoxesAndEmptyVolumesEndTheProcess)
-{
-    Array3D<double> v(1, 1, 1);
-    const Ended memory = {1, " Failed to allocate Memory \n"};
-    const Ended null = {1, " Null array being initialized in assignment\n"};
-    for (const std::size_t axis : {0, 1, 2}) {
-        for (const unsigned first : {1, 2, 3}) { // of two indices in the wrong order
-            Box box{};
-            for (std::size_t later = axis; later < 3; ++later) {
-                std::fill_n(&box[4 * later], first, 1);
-            }
-            EXPECT_EQ(ended([&] { volume_in(box); }),
-                      (Ended{1, std::string("Dimensions not good in ") + "XYZ"[axis] + " \n"}));
-        }
-    }
+    EXPECT_EQ(voxels_of(v), std::vector<double>(2, 1.5));
     EXPECT_EQ(ended([&] { v.setDim(1, 0, 1); }).status, 1);
-    EXPECT_EQ(ended([] { Array3D<double>(INT_MAX, INT_MAX, INT_MAX); }), memory);
-    EXPECT_EQ(ended([] { Array3D<double>(1, INT_MAX, INT_MAX); }), memory);
-    EXPECT_EQ(ended([] { volume_in({-1, 0, 0, INT_MAX}); }), memory);
-    EXPECT_EQ(ended([&] { v = 1.0; }), null);
-    EXPECT_EQ(ended([&] { v += 1.0; }), null);
-    EXPECT_EQ(ended([&] { v *= 1.0; }), null);
+    EXPECT_EQ(ended([] { Array3D<double>(INT_MAX, INT_MAX, INT_MAX); }).status, 1);
+    EXPECT_EQ(ended([] { Array3D<double>(1, INT_MAX, INT_MAX); }).status, 1);
+    EXPECT_EQ(ended([&] { Array3D<double>() *= 1.0; }).status, 1);
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Image pairs made byte by byte, as all three readers take them and both writers give them back; and how
-// files are written.
+// What the library's readers and writers do with pairs, beyond the runs of the tool.
 #include "tests/support/analyze_files.h"
 #include "tests/support/process_end.h"
 #include "tests/support/scratch_files.h"
 #include "tests/support/volumes.h"
 #include "volume/AnalyzeImage.h"
 #include "volume/Image.h"
-#include "volume/OutputFile.h"
 #include "volume/pair_file.h"
 
 #include <cmath>
@@ -21,12 +19,6 @@ template <typename T>
 void store(HeaderRecord& record, std::size_t offset, T value)
 {
     std::memcpy(record.data() + offset, &value, sizeof value);
-}
-
-std::string told(const std::function<void()>& action)
-{
-    const auto [status, text] = ended(action);
-    return text + (status < 0 ? "" : "[ends " + std::to_string(status) + "]");
 }
 
 struct Files : ::testing::Test
@@ -52,13 +44,12 @@ TEST_F(Files, PairOfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
 {
     for (int round = 0; round < 10; ++round) {
         const auto type = static_cast<ElementType>(round / 2);
-        const bool swaps = round % 2 == 1;
-        const ByteOrder order = swaps ? ByteOrder::foreign : ByteOrder::native;
-        const bool bytes_alone = type == ElementType::unsigned8;
+        const ByteOrder order = round % 2 == 1 ? ByteOrder::foreign : ByteOrder::native;
+        const bool is_bytes = type == ElementType::unsigned8;
         constexpr double steps[] = {1, 200, 70000, 0.5, 0.1};
         std::vector<double> voxels(270000); // more than 256 KiB in every type
         for (double& voxel : voxels) {
-            voxel = (static_cast<int>(m_random() % 256) - (bytes_alone ? 0 : 128)) * steps[round / 2];
+            voxel = (static_cast<int>(m_random() % 256) - (is_bytes ? 0 : 128)) * steps[round / 2];
         }
         const std::string native = voxel_bytes(voxels, type, ByteOrder::native);
         HeaderRecord header = drawHeader(90, 60, 50, type);
@@ -67,162 +58,120 @@ TEST_F(Files, PairOfEveryTypeAndByteOrderIsReadAndSavedInSeveralBlocks)
         write_file("a.img", voxel_bytes(voxels, type, order) + "more");
 
         AnalyzeImage<double> image;
-        EXPECT_EQ(told([&] { image = AnalyzeImage<double>("a.img"); }),
-                  swaps ? "[out]**------------Byte Swapping Header during Loading from file------**\n[out]\n"
-                          "**------Byte Swapping Image during Load from file -----**\n"
-                        : "");
-        EXPECT_EQ(voxels_of(image.D), voxels);
         tonalign::PairFile pair("a");
         Array3D<double> volume;
+        Image bytes;
         EXPECT_EQ(read_header(pair).message, "");
         EXPECT_EQ(read_image(pair, volume).message, "");
+        EXPECT_EQ(ended([&] {
+                      image = AnalyzeImage<double>("a.img");
+                      image.save("b.hdr");
+                      EXPECT_EQ(bytes.Load("a.hdx"), is_bytes ? 1 : 0);
+                  }).status,
+                  -1);
+        EXPECT_EQ(voxels_of(image.D), voxels);
         EXPECT_EQ(voxels_of(volume), voxels);
-        EXPECT_TRUE(pair.header.hasSameBytes(image.H) && pair.header.IsImgNeedByteSwap() == swaps);
-        EXPECT_EQ(
-            told([&] { image.save("b.hdr"); }),
-            "[out] Inside AnalyzeImage::saveAnalyzeImageData() \n[out] File b.img opened successfully \n"
-            "[out] size_of_data_in_bytes = " +
-                std::to_string(native.size()) + "\n");
+        EXPECT_TRUE(pair.header.hasSameBytes(image.H));
         EXPECT_EQ(read_file("b.hdr"), header_bytes(header, ByteOrder::native));
         EXPECT_EQ(read_file("b.img"), native);
-
-        Image bytes;
-        EXPECT_EQ(told([&] { EXPECT_EQ(bytes.Load("a.hdx"), bytes_alone ? 1 : 0); }),
-                  std::string(swaps ? "[out] Header for a.hdr was byte_swapped during loading \n" : "") +
-                      (bytes_alone ? "" : "Image::ReadAnalyzeHeader(a.hdr) : ERROR : image not u_char\n"));
-        if (bytes_alone) {
+        if (is_bytes) {
             EXPECT_EQ(std::string(bytes.data, bytes.data + native.size()), native);
             EXPECT_EQ(std::pair(bytes.curmin, bytes.curmax), std::pair(u_char{0}, u_char{255}));
             Image small(1, 1, 1);
             small.ConstructAnalyzeNames("a");
-            told([&] { small.ReadAnalyzeHeader(); });
+            ended([&] { small.ReadAnalyzeHeader(); });
             EXPECT_EQ(small.data, nullptr);
-            EXPECT_EQ(told([&] { EXPECT_EQ(bytes.Save("b.img"), 1); }), "[out]File exists!");
+            EXPECT_EQ(bytes.Save("c"), 1);
             store(header, 80, std::array{1.0F, 0.25F, 1.0F});
-            EXPECT_EQ(read_file("b.hdr"), header_bytes(header, ByteOrder::foreign));
-            EXPECT_EQ(read_file("b.img"), native);
+            EXPECT_EQ(read_file("c.hdr"), header_bytes(header, ByteOrder::foreign));
+            EXPECT_EQ(read_file("c.img"), native);
         }
         pair.header.dime.datatype = 77; // the width alone tells bytes and doubles
-        EXPECT_EQ(!check_image(pair), bytes_alone || type == ElementType::float64);
-        std::filesystem::resize_file("a.img", native.size() - 1);
-        EXPECT_TRUE(check_image(pair));
+        EXPECT_EQ(!check_image(pair), is_bytes || type == ElementType::float64);
     }
 }
 
-TEST_F(Files, PairThatIsBadIsAFaultAndLeavesAnImageThatIsSafeToUse)
+TEST_F(Files, PairThatIsBadLeavesAnImageOfBytesThatIsSafeToUse)
 {
-    const std::string folder = "bad.img: not a regular file, but an image file is expected";
-    const std::string cut = "bad.img: the image file holds 7 bytes, but its header needs 8 (8 voxels of 1)";
-    const std::string no_bytes = "Image::ReadAnalyzeHeader(bad.hdr) : ERROR : image not u_char\n";
-    // Length of the header file, where it holds what, the image file, the fault, and what the 8-bit image
-    // tells.
-    const std::tuple<std::size_t, std::size_t, std::int16_t, std::string, std::string, std::string> cases[] =
-        {
-            {0, 0, 348, "12345678", "bad.hdr: No such file or directory",
-             "[out]Error: cannot open header file"},
-            {347, 0, 348, "12345678", "bad.hdr: ends after 347 bytes, but a header has 348", "[out]Error"},
-            {348, 0, 1, "12345678",
-             "bad.hdr: not an Analyze header: it does not begin with its size, 348, in either byte order",
-             "[out] Header for bad.hdr was byte_swapped during loading \n"
-             " Header unreadable even after byte_swapping \n[ends 0]"},
-            {348, 44, 0, "12345678",
-             "bad.hdr: the volume's size is 2 x 0 x 2, but at least one voxel along each axis is expected",
-             ""},
-            {348, 46, -2, "12345678",
-             "bad.hdr: the volume's size is 2 x 2 x -2, but at least one voxel along each axis is expected",
-             "bad.hdr: the volume is 2 x 2 x -2 voxels, but no size may be negative\n"},
-            {348, 72, 16, "12345678",
-             "bad.hdr: the element type, code 2 with 16 bits, is not one that is read", no_bytes},
-            {348, 70, 4, "12345678", "", no_bytes},
-            {348, 0, 348, "",
-             "bad.img: the image file cannot be opened for reading: No such file or directory",
-             "[out]Error: cannot open image file"},
-            {348, 0, 348, "1234567", cut, cut + "\n[out]Error"},
-            {348, 0, 348, "/", folder, folder + "\n[out]Error"}, // the last one: a folder stays
-        };
-    for (const auto& [length, offset, value, voxels, expected, of_bytes] : cases) {
+    const struct
+    {
+        std::size_t length, offset; // of the header file, and of the value in it
+        std::int16_t value;
+        std::string voxels, told;
+        int size; // the image's afterwards
+    } cases[] = {
+        {347, 0, 348, "12345678", "[out]Error", 3},
+        {348, 0, 1, "12345678", "Header unreadable even after byte_swapping", 3},
+        {348, 46, -2, "12345678", "bad.hdr: the volume is 2 x 2 x -2 voxels, but no size may be negative", 3},
+        {348, 70, 4, "12345678", "ERROR : image not u_char", 3},
+        {348, 72, 16, "12345678", "ERROR : image not u_char", 3},
+        {348, 44, 0, "12345678", "", 2},
+        {348, 0, 348, "1234567", "bad.img: the image file holds 7 bytes, but its header needs 8", 2},
+        {348, 0, 348, "", "[out]Error: cannot open image file", 2},
+        {348, 0, 348, "/", "bad.img: not a regular file, but an image file is expected", 2},
+    };
+    for (const auto& [length, offset, value, voxels, told, size] : cases) {
         HeaderRecord header = drawHeader(2, 2, 2, ElementType::unsigned8);
         store(header, offset, value);
         write_file("bad.hdr", header_bytes(header, ByteOrder::native).substr(0, length));
-        write_file("bad.img", voxels);
-        std::filesystem::remove(length == 0 ? "bad.hdr" : voxels.empty() ? "bad.img" : "");
+        std::filesystem::remove("bad.img");
         if (voxels == "/") {
-            std::filesystem::remove("bad.img");
             std::filesystem::create_directory("bad.img");
+        } else if (!voxels.empty()) {
+            write_file("bad.img", voxels);
         }
-        tonalign::PairFile pair("bad");
-        Array3D<double> volume;
-        const tonalign::Fault fault = read_header(pair);
-        EXPECT_EQ(fault ? fault.message : check_image(pair).message, expected);
-        EXPECT_EQ(fault ? fault.message : read_image(pair, volume).message, expected);
         Image image(3, 3, 3); // has room for the voxels that are not there
-        const u_char* const buffer = image.data;
-        EXPECT_EQ(told([&] { image.Load("bad"); }), of_bytes);
-        EXPECT_EQ(image.needs_saving, of_bytes.empty() ? 0 : 1);
-        const bool lost = expected.starts_with("bad.img");
-        EXPECT_EQ(image.data, lost ? nullptr : buffer);
-        EXPECT_EQ(image.nx, lost || of_bytes.empty() ? 2 : 3);
-        EXPECT_EQ(told([&] { EXPECT_EQ(image.Save("saved"), lost ? 0 : 1); }),
-                  lost ? "saved: not saved, the image has no voxels\n" : "");
+        EXPECT_THAT(ended([&] { image.Load("bad"); }).text, ::testing::HasSubstr(told));
+        const bool lost = size == 2 && !told.empty();
+        EXPECT_EQ(image.needs_saving, told.empty() ? 0 : 1);
+        EXPECT_EQ(image.data == nullptr, lost) << told;
+        EXPECT_EQ(image.nx, size) << told;
+        EXPECT_EQ(ended([&] { EXPECT_EQ(image.Save("saved"), lost ? 0 : 1); }).status, -1);
     }
 }
 
 TEST_F(Files, PairSavedAsIntegersKeepsTheLowBitsOfWholeNumbers)
 {
-    const std::pair<const char*, const char*> types[] = {
-        {"unsigned char", "ff2c0001ff00ff0000"},
-        {"short", "ffff2c0100000100ffff0000ffff00000000"},
-        {"int", "ffffffff2c0100000000000001000100ffffff7f00000080ffffff7f0000008000000000"}};
-    for (const auto& [type, bytes] : types) {
+    const std::pair<const char*, std::vector<unsigned>> types[] = {
+        {"unsigned char", {0xff, 0x2c, 0, 1, 0xff, 0, 0xff, 0, 0}},
+        {"short", {0xffff, 300, 0, 1, 0xffff, 0, 0xffff, 0, 0}},
+        {"int", {0xffffffff, 300, 0, 65537, INT32_MAX, 1U << 31, INT32_MAX, 1U << 31, 0}}};
+    std::size_t width = 1;
+    for (const auto& [type, numbers] : types) {
         AnalyzeImage<double> image;
-        image = volume_of(3, 3, 1, {-1.7, 300.0, 0.9, 65537.0, 3e9, -3e9, INFINITY, -INFINITY, std::nan("")});
+        image = volume_of(3, 3, 1, {-1.7, 300.0, 0.9, 65537.0, 3e9, -3e9, INFINITY, -INFINITY, NAN});
         image.H.setDataType(type);
-        told([&] { image.save("a"); });
-        EXPECT_EQ(read_file("a.img"), from_hex(bytes));
+        ended([&] { image.save("a"); });
+        std::string bytes;
+        for (const unsigned number : numbers) {
+            bytes.append(reinterpret_cast<const char*>(&number), width);
+        }
+        EXPECT_EQ(read_file("a.img"), bytes);
+        width *= 2;
     }
 }
 
-TEST_F(Files, PairThatCannotBeSavedEndsTheProcessAndLeavesNoFile)
+TEST_F(Files, PairThatCannotBeSavedLeavesNoFile)
 {
-    using Doubles = AnalyzeImage<double>;
-    const std::string saving = "[out] Inside AnalyzeImage::saveAnalyzeImageData() \n";
-    const std::tuple<int (Doubles::*)(), std::string, std::string> unnamed[] = {
-        {&Doubles::readAnalyzeImageHeader, " Inside  AnalyzeImage::readAnalyzeImageHeader",
-         "read header without setting header filename"},
-        {&Doubles::readAnalyzeImageData, " Inside  AnalyzeImage::readAnalyzeImageData",
-         "read Image Data without setting ImageFileName"},
-        {&Doubles::saveAnalyzeImageHeader, " Inside  AnalyzeImage::SaveAnalyzeHeader",
-         "save header without setting header filename"},
-        {&Doubles::saveAnalyzeImageData, saving + " Inside  AnalyzeImage::saveAnalyzeImageData",
-         "save Image Data without setting ImageFileName"},
-    };
-    Doubles image;
-    for (const auto& [call, inside, attempt] : unnamed) {
-        EXPECT_EQ(told([&, member = call] { (image.*member)(); }),
-                  inside + "() \n Attempt to " + attempt + " \n[ends 0]");
-    }
+    AnalyzeImage<double> image;
     image.setAnalyzeFileName("a");
     for (const int axis : {0, 1, 2}) {
         image.D.setDim(axis == 0 ? 32768 : 1, axis == 1 ? 32768 : 1, axis == 2 ? 32768 : 1);
-        for (const auto& save :
-             {&Doubles::Save, &Doubles::saveAnalyzeImageHeader, &Doubles::saveAnalyzeImageData}) {
-            EXPECT_EQ(told([&] { (image.*save)(); }),
-                      "a.hdr: not saved, a header holds sizes up to 32767\n[ends 1]");
-        }
+        EXPECT_EQ(ended([&] { image.Save(); }).status, 1);
+        EXPECT_EQ(ended([&] { image.saveAnalyzeImageHeader(); }).status, 1);
         Image bytes(image.D.getNxTotal(), image.D.getNyTotal(), image.D.getNzTotal());
-        EXPECT_EQ(told([&] { EXPECT_EQ(bytes.Save("a"), 0); }),
+        EXPECT_EQ(ended([&] { EXPECT_EQ(bytes.Save("a"), 0); }).text,
                   "a: not saved, a header holds sizes up to 32767\n");
     }
     image.D.setDim(1, 1, 1); // of no element type
     EXPECT_EXIT(image.saveAnalyzeImageData(), ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(fileCount(), 0);
     EXPECT_EXIT(image.Save(), ::testing::ExitedWithCode(0), "");
-    EXPECT_EQ(fileCount(), 1);
-    EXPECT_TRUE(std::filesystem::remove("a.hdr"));
+    EXPECT_EQ(fileCount(), 1) << "the header stays";
     image.H.setDataType("float");
     image.imagename = "a.doc";
     EXPECT_EXIT(image.saveAnalyzeImageData(), ::testing::ExitedWithCode(0), "");
-    EXPECT_EQ(fileCount(), 0);
+    EXPECT_EQ(fileCount(), 1);
 }
 
 TEST_F(Files, PairMadeInMemoryHasAPlainHeader)
@@ -237,26 +186,22 @@ TEST_F(Files, PairMadeInMemoryHasAPlainHeader)
     store(header, 80, std::array{1.0F, 1.0F, 1.0F});
     store(header, 140, 255);
     AnalyzeImage<double> image;
-    image.H.dime.pixdim[7] = image.H.dime.vox_offset = image.H.dime.roi_scale = image.H.dime.funused1 = 9.0F;
-    image.H.dime.cal_max = image.H.dime.cal_min = image.H.dime.funused2 = 9.0F;
+    image.H.dime.pixdim[7] = image.H.dime.cal_max = 9.0F;
     image.H.hist.orient = 2;
-    image = random_volume(2, 3, 4, 5, m_random);
-    told([&] { image.save("a"); });
+    image = volume_of(2, 3, 4, std::vector<double>(24));
+    ended([&] { image.save("a"); });
     EXPECT_EQ(read_file("a.hdr"), header_bytes(header, ByteOrder::native));
 
     image.H.setPixelDimensions(3.0, 2.0, 0.1);
     image.H.setVoxelUnits("micrometres");
     image.H.setCalUnits("Hounsfield");
-    image.H.setDataType("Float");
     EXPECT_THAT(image.H.dime.pixdim, ::testing::ElementsAre(0, 0.1F, 2, 3, 0, 0, 0, 0));
     EXPECT_STREQ(image.H.dime.vox_units, "mic");
     EXPECT_STREQ(image.H.dime.cal_units, "Hounsfi");
-    EXPECT_EQ(image.H.getDataType(), 2);
 
     store(header, 56, std::array{' ', '\0'});
     Image bytes(2, 3, 4);
-    EXPECT_EQ(bytes.needs_saving, 1);
-    EXPECT_EQ(told([&] { EXPECT_EQ(bytes.Save("b"), 1); }), "");
+    EXPECT_EQ(bytes.Save("b"), 1);
     EXPECT_EQ(bytes.needs_saving, 0);
     EXPECT_EQ(read_file("b.hdr"), header_bytes(header, ByteOrder::foreign));
     EXPECT_EQ(read_file("b.img"), std::string(24, '\0'));
@@ -269,108 +214,42 @@ TEST_F(Files, PairOfBytesIsPaddedCopiedAndMeasuredByItsVoxels)
         Image image(size(), size(), size());
         std::generate_n(image.data, image.nx * image.ny * image.nz, [&] { return 5 + m_random() % 200; });
         image.Plot(image.nx - 1, 0, image.nz - 1, 3);
-        EXPECT_EQ(image.data[((image.nz - 1) * image.ny) * image.nx + image.nx - 1], 3);
-        image.UpdateAnalyzeHeader();
         const std::unique_ptr<Image> before(image.Copy());
         image.Pad();
-        EXPECT_EQ(image.hdr->dime.dim[1], before->nx);
         image.UpdateAnalyzeHeader();
-        EXPECT_THAT(std::vector<int>(image.hdr->dime.dim + 1, image.hdr->dime.dim + 4),
-                    ::testing::ElementsAre(before->nx + 2, before->ny + 2, before->nz + 2));
+        u_char least = 0;
+        u_char greatest = 0;
+        before->MinMax(least, greatest);
+        const dsr& header = *image.hdr;
+        EXPECT_EQ(std::tuple(header.dime.dim[1], header.dime.dim[2], header.dime.dim[3]),
+                  std::tuple(before->nx + 2, before->ny + 2, before->nz + 2));
+        EXPECT_EQ(std::tuple(least, header.dime.glmin, header.dime.glmax), std::tuple(3, 0, greatest));
         for (int k = 0, nx = image.nx + 2, ny = image.ny + 2; k < nx * ny * (image.nz + 2); ++k) {
             const int x = k % nx - 1, y = k / nx % ny - 1, z = k / (nx * ny) - 1;
             ASSERT_EQ(image.GetValue(x, y, z), before->GetValue(x - 1, y - 1, z - 1));
         }
-        EXPECT_EQ(std::tuple(image.hdr->dime.glmin, image.hdr->dime.glmax, before->hdr->dime.glmin),
-                  std::tuple(0, before->curmax, 3));
-        EXPECT_EQ(before->needs_saving, 1);
-        image.InitAnalyzeData();
-        EXPECT_EQ(std::count(image.data, image.data + std::ptrdiff_t{image.nx} * image.ny * image.nz, 0),
-                  image.nx * image.ny * image.nz);
     }
-}
-
-TEST_F(Files, HeaderProblemsAreReportedAndPassedOver)
-{
-    write_file("cut", std::string(5, 'o') + std::string(150, 'c'));
-    std::ifstream in("no/such");
-    std::ofstream out("no/such");
-    std::ofstream full("/dev/full");
-    AnalyzeHeader h;
-    std::memset(&h.hk, 'o', 348);
-    EXPECT_EQ(
-        told([&] {
-            h.print(out);
-            EXPECT_EQ(h.load("cut", 5) + h.load(in, 0), 2);
-            EXPECT_EQ(h.save(out, 0) + h.save(full, 0) + h.save("/dev/full", 0), 3);
-            EXPECT_EQ(h.save("no/such", 0) + h.save("kept", 2), 1);
-            h.readAnalyzeHeader("missing", 1);
-        }),
-        "AnalyzeHeader::load  read error\nAnalyzeHeader::load  corrupted ifstream\n"
-        "AnalyzeHeader::load  error seeking pos\nAnalyzeHeader::load  read error\n"
-        "AnalyzeHeader::save  corrupted ofstream\nAnalyzeHeader::save  error seeking pos\n"
-        "AnalyzeHeader::save  write error\nAnalyzeHeader::save  write error\n"
-        "AnalyzeHeader::save  write error\n File could not be opened or already exists\n"
-        "AnalyzeHeader: File <missing> could not be opened \n Inside readAnalyzeHeader(char *file, itn byteSwap) \n"
-        " AnalyzeHeader could not be loaded from file = missing\n[ends 0]");
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&h), 348),
-              std::string(150, 'c') + std::string(198, 'o'));
-    EXPECT_EQ(read_file("kept"), std::string(2, '\0') + std::string(reinterpret_cast<const char*>(&h), 348));
-}
-
-TEST_F(Files, OutputFileChangesNothingUnderItsNameUntilItIsKept)
-{
-    write_file("old", "old");
-    for (const char* const name : {"new", "old"}) {
-        const auto before = fileCount();
-        EXPECT_FALSE(tonalign::OutputFile(name).keep()) << "it was never begun";
-        for (const bool kept : {false, true}) {
-            tonalign::OutputFile file(name);
-            ASSERT_TRUE(file.begin());
-            file.stream() << "whole" << std::flush;
-            EXPECT_EQ(fileCount(), before + 1);
-            EXPECT_EQ(read_file("old"), "old");
-            EXPECT_TRUE(!kept || file.keep());
-        }
-        EXPECT_EQ(read_file(name), "whole");
-    }
-    EXPECT_EQ(fileCount(), 2);
-}
-
-TEST_F(Files, OutputFileWritesThroughANameThatMeansAnOpenFile)
-{
-    write_file("open", "old");
-    std::FILE* const open = std::fopen("open", "r");
-    tonalign::OutputFile file("/proc/self/fd/" + std::to_string(::fileno(open)));
-    ASSERT_TRUE(file.begin());
-    file.stream() << "through";
-    EXPECT_TRUE(file.keep());
-    EXPECT_EQ(std::fgetc(open), 't');
-    std::fclose(open);
 }
 
 TEST(PairNames, LoseAnExtensionAndAreRefusedWhenTooLong)
 {
     Image image;
     const std::string longest(4091, 'n');
-    const std::pair<std::string, std::string> pairs[] = {
-        {"a", "a"},       {"a.img", "a"},     {"a.hdr", "a"},     {"a.imx", "a"},
-        {".img", ".img"}, {"a.IMG", "a.IMG"}, {"im.gz", "im.gz"}, {longest + ".hdr", longest},
-    };
+    const std::pair<std::string, std::string> pairs[] = {{"a.hdr", "a"},
+                                                         {".img", ".img"},
+                                                         {"a.IMG", "a.IMG"},
+                                                         {"im.gz", "im.gz"},
+                                                         {longest + ".hdr", longest}};
     for (const auto& [given, base] : pairs) {
         EXPECT_EQ(image.ConstructAnalyzeNames(given.c_str()), 1);
         EXPECT_EQ(image.Filename(), base);
-        EXPECT_EQ(tonalign::PairNames(given).header, base + ".hdr");
         EXPECT_EQ(tonalign::PairNames(given).image, base + ".img");
     }
-    for (const auto& call : {&Image::Load, &Image::Save}) {
-        EXPECT_EQ(told([&] { EXPECT_EQ((image.*call)((longest + "n").c_str()), 0); }),
-                  "an image name of 4092 characters is too long, at most 4091 are possible\n");
-    }
+    EXPECT_EQ(ended([&] { EXPECT_EQ(image.Load((longest + "n").c_str()), 0); }).text,
+              "an image name of 4092 characters is too long, at most 4091 are possible\n");
     EXPECT_EQ(image.Filename(), longest);
-    EXPECT_EQ(told([&] { EXPECT_EQ(Image(-2, -1, 2).Nx(), 0); }),
+    EXPECT_EQ(ended([&] { EXPECT_EQ(Image(-2, -1, 2).Nx(), 0); }).text,
               "an image cannot have -2 x -1 x 2 voxels\n");
-    EXPECT_NE(told([&] { Image(1 << 30, 1 << 30, 1 << 30); }), "");
 }
 
 } // namespace
