@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The program as a whole, against the plain transcription: every byte it writes and every number it reports.
 #include "tests/support/random_runs.h"
-#include "tests/support/run_process.h"
+#include "tests/support/scratch_files.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Files of a test: a directory that goes away with everything in it, and whole files as bytes.
+// Files of a test: a directory that goes away with everything in it, whole files as bytes, and runs of programs on them.
 #pragma once
+
+#include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace tonalign::test {
 
@@ -40,6 +43,29 @@ inline void write_file(const std::filesystem::path& path, const std::string& byt
     if (!(file << bytes).flush()) {
         throw std::runtime_error("cannot write " + path.string());
     }
+}
+
+struct ProcessResult
+{
+    int status; ///< the exit status; above 128 after a signal
+    std::string standard_output;
+    std::string standard_error;
+};
+
+/// Runs argv in a directory with a team of `threads` OpenMP threads. The streams go to files elsewhere, so
+/// that the directory afterwards holds what the program wrote and nothing else. No argument may hold a quote.
+inline ProcessResult run_process(const std::vector<std::string>& argv, const std::filesystem::path& directory,
+                                 int threads)
+{
+    const TemporaryDirectory streams;
+    const std::string out = streams.path() / "out";
+    const std::string err = streams.path() / "err";
+    std::string command = "cd '" + directory.string() + "' && OMP_NUM_THREADS=" + std::to_string(threads);
+    for (const std::string& argument : argv) {
+        command += " '" + argument + "'";
+    }
+    const int ended = std::system((command + " >'" + out + "' 2>'" + err + "'").c_str());
+    return {WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended), read_file(out), read_file(err)};
 }
 
 } // namespace tonalign::test

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "tests/support/random_runs.h"
-#include "tests/support/run_process.h"
 #include "tests/support/scratch_files.h"
 
 #include <gtest/gtest.h>
