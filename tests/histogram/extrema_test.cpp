@@ -4,7 +4,7 @@
 #include "tests/support/random_runs.h"
 #include "tests/support/volumes.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 
@@ -139,25 +139,22 @@ TEST(Landmarks, AreFoundMatchedAndCombinedAsInPlainLists)
 
 TEST(ArrayExtremes, AreTheFirstBeyondALimitThatStandsForNone)
 {
-    const tonalign::OffsetMatrix<double> reals(2, 5);
-    const tonalign::OffsetMatrix<int> integers(2, 5);
-    const auto extremes = [&](const std::vector<int>& values) {
+    constexpr int limit = 100'000'000;
+    const std::pair<std::vector<int>, std::array<int, 4>> cases[] = { // least and where, most and where
+        {{4, -2, 7, -2, 7}, {-2, 2, 7, 3}}, {{limit, 2 * limit}, {limit, 77, 2 * limit, 2}}, {{-limit}, {-limit, 1, -limit, 77}}};
+    for (const auto& [values, expected] : cases) {
+        const tonalign::OffsetMatrix<double> reals(2, 5);
+        const tonalign::OffsetMatrix<int> integers(2, 5);
         std::copy(values.begin(), values.end(), reals[2] + 1);
         std::copy(values.begin(), values.end(), integers[2] + 1);
-        const int N = static_cast<int>(values.size());
-        double least = 0.0;
-        double most = 0.0;
-        int most_integer = 0;
-        std::array<int, 3> at = {77, 77, 77};
-        find_array_minimum(reals, N, least, at[0]);
-        find_array_maximum(reals, N, most, at[1]);
-        find_array_maximum(integers, N, most_integer, at[2]);
-        return std::vector<double>{least, 1.0 * at[0], most, 1.0 * at[1], 1.0 * most_integer, 1.0 * at[2]};
-    };
-    constexpr int limit = 100'000'000;
-    EXPECT_EQ(extremes({4, -2, 7, -2, 7}), (std::vector<double>{-2, 2, 7, 3, 7, 3}));
-    EXPECT_EQ(extremes({limit, 2 * limit}), (std::vector<double>{limit, 77, 2 * limit, 2, 2 * limit, 2}));
-    EXPECT_EQ(extremes({-limit}), (std::vector<double>{-limit, 1, -limit, 77, -limit, 77}));
+        double least = 0.0, most = 0.0;
+        int most_integer = 0, at[] = {77, 77, 77};
+        find_array_minimum(reals, static_cast<int>(values.size()), least, at[0]);
+        find_array_maximum(reals, static_cast<int>(values.size()), most, at[1]);
+        find_array_maximum(integers, static_cast<int>(values.size()), most_integer, at[2]);
+        EXPECT_THAT((std::array{least, 1.0 * at[0], most, 1.0 * at[1]}), testing::ElementsAreArray(expected));
+        EXPECT_EQ(std::pair(most_integer, at[2]), std::pair(expected[2], expected[3]));
+    }
 }
 
 } // namespace

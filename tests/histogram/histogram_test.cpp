@@ -3,14 +3,11 @@
 #include "histogram/cdf.h"
 #include "histogram/dynamic_range.h"
 #include "histogram/histogram.h"
-#include "histogram/histogram_files.h"
 #include "tests/support/process_end.h"
 #include "tests/support/random_runs.h"
-#include "tests/support/scratch_files.h"
 #include "tests/support/volumes.h"
 
 #include <cmath>
-#include <limits>
 #include <numeric>
 #include <sstream>
 
@@ -77,26 +74,18 @@ TEST(Cdf, IsTheSumOfTheFrequencies)
 
 TEST(MappingBetweenCdfs, TakesTheNearestAndOfTiesTheLowestBin)
 {
-    constexpr double infinity = std::numeric_limits<double>::infinity();
-    const std::vector<double> specials = {infinity, -infinity, 1e19, 2e19, -1e300, 1e17, -0.0};
     Dice dice(20);
-    for (int round = 0; round < 5000; ++round) {
-        const int rarity = dice.any_of<int>({9, 1000000}); // of the specials
+    for (int round = 0; round < 2000; ++round) {
         const int levels = dice.any_of<int>({4, 1000});
         std::vector<double> from(dice.between(1, 24));
         std::vector<double> to(from.size());
         for (std::vector<double>* const values : {&from, &to}) {
             for (double& value : *values) {
-                value = dice.once_in(rarity) ? dice.any_of(specials) : dice.between(-1, levels) * 0.5;
+                value = dice.once_in(20) ? dice.any_of<double>({1e19, 2e19, -1e300, NAN}) : dice.between(-1, levels) * 0.5;
             }
         }
         if (dice.once_in(2)) {
-            std::sort(to.begin(), to.end());
-        }
-        for (std::vector<double>* const values : {&from, &to}) {
-            if (dice.once_in(rarity)) {
-                values->at(dice.between(1, static_cast<int>(values->size())) - 1) = std::nan("");
-            }
+            std::sort(to.begin(), std::find_if(to.begin(), to.end(), [](double v) { return std::isnan(v); }));
         }
         const int N = static_cast<int>(from.size());
         const HistogramArray cdf1(N);
@@ -176,21 +165,6 @@ TEST(ScalingTransformation, FollowsAsManyLandmarksAsTheTargetCounts)
     Array3D<double> D = volume_of(5, 1, 1, {0.5, 1, 1.5, 2, 2.5});
     apply_scaling_transformation(&D, from, to, 4);
     EXPECT_THAT(voxels_of(D), ElementsAre(0.5, 1, 15, 20, 2.5));
-}
-
-TEST(HistogramFile, ComesBackBitForBit)
-{
-    Histogram written(3);
-    written.centre = {0, 1.0 / 3.0, -0.0, 5e-324};
-    written.frequency = {0, 1e-5, -1e22, std::numeric_limits<double>::max()};
-    const TemporaryDirectory directory;
-    const std::string path = directory.path() / "target.txt";
-    const HistogramArray loaded(3);
-    EXPECT_TRUE(save_array(array_of(written), 3, path.c_str()));
-    EXPECT_FALSE(load_array(loaded, 3, path.c_str()));
-    for (const int row : {1, 2}) {
-        EXPECT_EQ(bits_of(row_of(loaded, row, 3)), bits_of(row_of(array_of(written), row, 3)));
-    }
 }
 
 } // namespace
