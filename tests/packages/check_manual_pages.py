@@ -49,12 +49,13 @@ def facts(name, page):
     yield f"{name} {VERSION}\n", output_of(PREFIX / "bin" / name, "--version")
 
 
-# Completion of volumes, of a target, and where neither is asked for, as bash does it, in the folder of these tests.
-WORDS = 'cd "$2" && touch "a scan.hdr" "a scan.img" b.hist && source "$1"; shift 2; COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
-_tonalign "$1" "${@: -1}" "${@: -2:1}"; echo "${COMPREPLY[*]}"'
-for words, wanted in (("tonalign a", "a scan"), ("tonalign scan b", "b.hist"), ("tonalign scan scan out out2 256 1 ", "0 1")):
+# Completion of volumes, of a target, and of numbers, as bash does it.
+WORDS = """cd "$2"; touch "a scan.hdr" "a scan.img" x.hist; source "$1"; shift 2; COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
+_tonalign "$1" "${@: -1}" "${@: -2:1}"; IFS='|'; echo "${COMPREPLY[*]}" """
+for line, wanted in (("tonalign a", "a scan"), ("tonalign scan x", "x.hist"), ("tonalign scan scan out out2 256 1 ", "0|1")):
     completion, folder = PREFIX / "share/bash-completion/completions/tonalign", PREFIX / "share"
-    assert output_of("bash", "-c", WORDS, "_", completion, folder, *words.split(" ")).strip() == wanted, words
+    found = output_of("bash", "-c", WORDS, "_", completion.resolve(), folder, *line.split(" ")).strip()
+    assert found == wanted, f"{line}: {found}"
 
 for name in {file.name.removesuffix(".1") for place in ("bin", "share/man/man1") for file in (PREFIX / place).iterdir()}:
     pieces = re.split(r"^([A-Z].*)\n", output_of(*GROFF, PREFIX / f"share/man/man1/{name}.1"), flags=re.M)
