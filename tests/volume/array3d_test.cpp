@@ -144,7 +144,7 @@ TEST(Array3D, RefusesImpossibleBoxesAndArithmeticOnNothing)
     v *= 0.5;
     EXPECT_EQ(voxels_of(v), std::vector<double>(2, 1.5));
     EXPECT_EQ(ended([&] { v.setDim(1, 0, 1); }).status, 1);
-    EXPECT_EQ(ended([] { Array3D<double>(INT_MAX, INT_MAX, INT_MAX); }).status, 1);
+    EXPECT_EQ(ended([] { Array3D<double>(16, 1 << 30, 1 << 30); }).status, 1); // 2^64 voxels
     EXPECT_EQ(ended([] { Array3D<double>(1, INT_MAX, INT_MAX); }).status, 1);
     EXPECT_EQ(ended([&] { Array3D<double>() *= 1.0; }).status, 1);
 }
