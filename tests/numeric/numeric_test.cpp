@@ -268,6 +268,7 @@ TEST(SmallGeometry, VectorsAnglesAndRotationsFollowTheirDefinitions)
         EXPECT_LE(norm(length(a) * r - a), 1e-15);
         EXPECT_NEAR(anglebetweenvectors(a, b), std::atan2(length(cross), dot), 1e-12);
         EXPECT_NEAR(anglebetweenvectors(a, 2.9 * a), 0, 1e-7);
+        EXPECT_NEAR(anglebetweenvectors(a, -2.9 * a), M_PI, 1e-7);
 
         // Rodrigues' formula
         K = 1 / length(a) * K;
