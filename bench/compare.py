@@ -30,6 +30,7 @@ import time
 HERE = pathlib.Path(__file__).resolve().parent
 PYTHON = "/usr/bin/python3"  # Debian's own: the one that the Python packages are installed for
 MEGABYTE = 1_000_000
+HARD = ("regions", "plateau", "specks", "checkerboard", "blocks", "two-levels", "jitter", "ramp")
 BINS = "256"
 
 
@@ -78,7 +79,8 @@ class Programs:
         return Program(name, command, volumes[0], volumes[3], threads, **{"result": volumes[2], **more})
 
     def tonalign(self, source, target, name="tonalign", threads=None):
-        bar = 24 * voxels(self.volume(source)) + 9 * voxels(self.volume(target)) + 40 * MEGABYTE
+        files = sum(self.volume(volume).stat().st_size for volume in (source, target))
+        bar = files + voxels(self.volume(source)) + 25 * MEGABYTE
         return self.like_tonalign("tonalign", name, source, target, threads or self.options.threads, memory_bar=bar)
 
     def exact_stage(self, source, target, threads):
@@ -103,37 +105,54 @@ class Programs:
         return Run(title, programs, bars, True)
 
     def in_relation(self, title, limit, *ours):
+        """The programs beside the first of them."""
         return Run(title, list(ours), [(other, ours[0], "at most", limit) for other in ours[1:]])
 
-    def on_threads(self, title, *names):
+    def on_threads(self, title, limit, *names):
         stages = [self.exact_stage(*names, threads) for threads in (1, 2)]
         whole = [self.tonalign(*names, name=f"whole run, {n}", threads=int(n[0])) for n in ("1 thread", "2 threads")]
-        return Run(title, stages + whole, [(*stages, "at least", 1.5)])
+        return Run(title, stages + whole, [(*whole, "at least", limit)])
+
+    def beside_another_build(self, *sources):
+        """Processor seconds of one thread, in pairs; these have no bar."""
+        programs = []
+        for source in sources:
+            ours = self.tonalign(source, "brain", name=source, threads=1)
+            command = [self.options.other.resolve() / "tonalign", *ours.command[1:]]
+            programs += [ours, dataclasses.replace(ours, name=f"{source}, other build", command=command, seconds=[],
+                                                   processor_seconds=[], memory_bar=None)]  # fmt: skip
+        return Run("this build beside another one", programs, [])
 
     def all_runs(self):
         brain = "brain (181 x 217 x 181)"
-        return {
-            "head": self.against_peers(f"head matched to {brain}", "head", "brain", of_itk=0.75, of_skimage=0.5),
-            "brain": self.against_peers(f"{brain} matched to head", "brain", "head", of_itk=0.75, of_skimage=0.5),
+        runs = {
+            "head": self.against_peers(f"head matched to {brain}", "head", "brain", of_itk=0.2, of_skimage=0.12),
+            "brain": self.against_peers(f"{brain} matched to head", "brain", "head", of_itk=0.2, of_skimage=0.12),
             "average": self.against_peers(
-                "average (301 x 370 x 316) matched to head", "average", "head", of_itk=1.0, of_skimage=0.6, of_plain=30.0
+                "average (301 x 370 x 316) matched to head", "average", "head", of_itk=0.25, of_skimage=0.12, of_plain=30.0
             ),
-            "labels": self.in_relation(
-                "constant regions as input, matched to the brain",
-                3.0,
-                self.tonalign("head", "brain", name="head"),
-                self.tonalign("labels", "brain", name="label volume"),
-                self.tonalign("regions", "brain", name="head of 100 regions"),
+            "hard": self.in_relation(
+                "volumes made to defeat the counting, matched to the brain",
+                6.0,
+                *(self.tonalign(name, "brain", name=name, threads=1) for name in ("head", "labels", *HARD)),
+            ),
+            "thin": self.in_relation(
+                "4 million voxels in a cube and in one slice, matched to the brain",
+                1.5,
+                *(self.tonalign(name, "brain", name=name, threads=1) for name in ("cube", "slice")),
             ),
             "growth": self.in_relation(
                 "head matched to brain, both on a 1 mm and on a 0.5 mm grid",
-                10.0,
+                8.4,
                 self.tonalign("head", "brain", name="1 mm"),
                 self.tonalign("head-finer", "brain-finer", name="0.5 mm"),
             ),
-            "threads": self.on_threads("threads: head matched to brain", "head", "brain"),
-            "threads-average": self.on_threads("threads: average matched to head", "average", "head"),
+            "threads": self.on_threads("threads: head matched to brain", 1.4, "head", "brain"),
+            "threads-average": self.on_threads("threads: average matched to head", 1.6, "average", "head"),
         }
+        if self.options.other:
+            runs["other"] = self.beside_another_build("head", "average", "labels", "shorts", "floats", "doubles", *HARD)
+        return runs
 
 
 def voxels(image):
@@ -249,6 +268,7 @@ def main():
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--plain-rounds", type=int, default=1, help="of the transcription; 0 leaves it out")
     parser.add_argument("--threads", type=int, default=2, help="of tonalign and ITK")
+    parser.add_argument("--other", type=pathlib.Path, metavar="BUILD", help="measure beside the tonalign in there as well")
     parser.add_argument("--only", nargs="+", metavar="RUN", help="some of the runs, by their short names")
     options = parser.parse_args()
     place = Programs(options)

@@ -87,7 +87,10 @@ void write(Voxels& voxels)
 {
     MemoryFile buffer(voxels.written);
     std::ostream file(&buffer);
-    write_voxels(file, *voxels.library_type, voxels.volume.block(), voxels.volume.blockSize());
+    const auto row = [&voxels](int z, int y, double* values) {
+        std::copy_n(voxels.volume.address()[z][y], side, values);
+    };
+    write_voxels(file, *voxels.library_type, {side, side, side, row});
 }
 
 void write_plainly(Voxels& voxels)

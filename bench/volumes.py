@@ -2,8 +2,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """The volumes of the whole-run comparison that no package has, and how far apart two histograms are.
 
-    volumes.py regions PAIR RESULT    a hundred constant regions in place of what PAIR, of 8-bit voxels, shows
-    volumes.py finer PAIR RESULT      PAIR on a grid of half the spacing, eight times the voxels
+    volumes.py KIND PAIR RESULT       a volume of one of the KINDS below, made of PAIR, of 8-bit voxels
     volumes.py distance VOLUME OTHER  two numbers, on one definition for every program
 
 For the distance both volumes are counted in 256 bins over their common range; a bin takes its upper end in. The first
@@ -38,10 +37,50 @@ def finer(voxels):
     return numpy.rint(zoom(voxels.astype(numpy.float32), 2, order=1)).astype(voxels.dtype)
 
 
-def make(change, spacing, pair, result):
+def specks(voxels, share):
+    """A background of 10 in place of the dark voxels, of which some share are off by one or two."""
+    random = numpy.random.default_rng(2)
+    result = numpy.maximum(voxels, 10)
+    off = (result == 10) & (random.random(voxels.shape) < share)
+    result[off] = random.choice([8, 9, 11, 12], off.sum())
+    result[0, 0, 0] = 0
+    return result
+
+
+def jitter(voxels):
+    """Floats of which seven in ten have one value."""
+    random = numpy.random.default_rng(3)
+    noisy = 0.1 * voxels + random.normal(0, 1, voxels.shape)
+    return numpy.where(random.random(voxels.shape) < 0.7, -3.3, noisy).astype("f4")
+
+
+def sums(voxels):
+    return numpy.indices(voxels.shape).sum(0)
+
+
+# What a volume is made into, and some made to defeat the counting.
+KINDS = {
+    "regions": regions,
+    "finer": finer,
+    "shorts": lambda voxels: voxels.astype("i2"),
+    "floats": lambda voxels: (0.1 * voxels).astype("f4"),
+    "doubles": lambda voxels: voxels.astype("f8"),
+    "plateau": lambda voxels: specks(voxels, 0),
+    "specks": lambda voxels: specks(voxels, 0.05),
+    "checkerboard": lambda voxels: numpy.where(sums(voxels) % 2, 100, 160).astype("u1"),
+    "blocks": lambda voxels: (sums(voxels) // 20 * 37 % 251).astype("u1"),
+    "two-levels": lambda voxels: numpy.random.default_rng(4).choice([50, 200], voxels.shape).astype("u1"),
+    "jitter": jitter,
+    "ramp": lambda voxels: numpy.arange(voxels.size, dtype="i4").reshape(voxels.shape, order="F"),
+    "slice": lambda _: numpy.random.default_rng(5).integers(0, 256, (2000, 2000, 1)).astype("u1"),
+    "cube": lambda _: numpy.random.default_rng(5).integers(0, 256, (160, 160, 156)).astype("u1"),
+}
+
+
+def make(kind, pair, result):
     source = nibabel.AnalyzeImage.load(pair + ".hdr")
-    made = nibabel.AnalyzeImage(change(numpy.asanyarray(source.dataobj)), affine=None)
-    made.header.set_zooms(spacing * numpy.array(source.header.get_zooms()))
+    made = nibabel.AnalyzeImage(KINDS[kind](numpy.asanyarray(source.dataobj)), affine=None)
+    made.header.set_zooms((0.5 if kind == "finer" else 1) * numpy.array(source.header.get_zooms()))
     made.to_filename(result + ".hdr")
 
 
@@ -63,11 +102,9 @@ def print_distance(*names):
 
 
 match sys.argv[1:]:
-    case ["regions", pair, result]:
-        make(regions, 1, pair, result)
-    case ["finer", pair, result]:
-        make(finer, 0.5, pair, result)
     case ["distance", volume, other]:
         print_distance(volume, other)
+    case [kind, pair, result] if kind in KINDS:
+        make(kind, pair, result)
     case _:
-        sys.exit(__doc__)
+        sys.exit(f"{__doc__}\nKINDS: {' '.join(KINDS)}")

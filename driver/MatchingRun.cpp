@@ -4,21 +4,17 @@
 
 #include "driver/requirements.h"
 #include "failure/unattended_run.h"
-#include "histogram/histogram.h"
 #include "histogram/histogram_files.h"
 #include "volume/AnalyzeImage.h"
 #include "volume/OutputFile.h"
 #include "volume/PairNames.h"
 #include "volume/voxel_file.h"
-#include "volume/wide.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <filesystem>
 #include <iostream>
 #include <string>
 #include <system_error>
-#include <utility>
 
 namespace tonalign {
 
@@ -29,10 +25,10 @@ constexpr double output_maximum = 255.0;
 /// The range that the final mapping sends to [0, 255]: the input's, in usage 1 together with the target's.
 IntensityRange common_range(const MatchingRun& run)
 {
-    IntensityRange range = run.input.range;
+    IntensityRange range = run.input.range();
     if (run.parameters.hasTargetVolume()) {
-        range.minimum = std::min(range.minimum, run.target.range.minimum);
-        range.maximum = std::max(range.maximum, run.target.range.maximum);
+        range.minimum = std::min(range.minimum, run.target.range().minimum);
+        range.maximum = std::max(range.maximum, run.target.range().maximum);
     }
     return range;
 }
@@ -67,15 +63,6 @@ AnalyzeImage<double> open_volume(const std::string& name)
     return image;
 }
 
-void read_volume(AnalyzeImage<double>& image, RunVolume& volume)
-{
-    refuse(image.readVoxels());
-    volume.voxels = std::move(image.D);
-    volume.header = image.H;
-    volume.range = intensity_range(volume.voxels);
-    refuse(fault_of_voxels(volume.voxels, volume.range, image.imagename));
-}
-
 void load_target(MatchingRun& run)
 {
     const RunParameters& p = run.parameters;
@@ -102,42 +89,6 @@ void adopt_target_histogram(MatchingRun& run)
     }
 }
 
-/// The volume's own header with the element type and voxel units of the result; everything else stays as
-/// read.
-AnalyzeHeader output_header(const AnalyzeHeader& header)
-{
-    AnalyzeHeader result = header;
-    result.setDataType("float");
-    result.setVoxelUnits("mm");
-    return result;
-}
-
-/// (v + shift) * factor, each operation rounded by itself, as two passes over the volume would round.
-TONALIGN_WIDE void shift_and_scale(double* voxels, std::int64_t count, double shift, double factor)
-{
-    for (std::int64_t j = 0; j < count; ++j) {
-        const double shifted = voxels[j] + shift;
-        voxels[j] = shifted * factor;
-    }
-}
-
-/// Maps a volume and its range, which the mapping, being monotone, takes along.
-void map_volume(RunVolume& volume, double shift, double factor)
-{
-    shift_and_scale(volume.voxels.block(), volume.voxels.blockSize(), shift, factor);
-    volume.range.minimum = (volume.range.minimum + shift) * factor;
-    volume.range.maximum = (volume.range.maximum + shift) * factor;
-}
-
-/// Saves a volume and gives its memory back.
-void save_volume(RunVolume& volume, const std::string& name)
-{
-    AnalyzeImage<double> image;
-    image.D = std::move(volume.voxels);
-    image.H = output_header(volume.header);
-    image.save(name.c_str());
-}
-
 } // namespace
 
 void load_volumes(MatchingRun& run)
@@ -148,10 +99,10 @@ void load_volumes(MatchingRun& run)
     if (!p.hasTargetVolume() && !writes_over_target(p)) {
         load_target(run); // before the voxels, which take their time
     }
-    read_volume(input, run.input);
+    refuse(run.input.read(input));
     if (p.hasTargetVolume()) {
         AnalyzeImage<double> target = open_volume(p.inputfile2);
-        read_volume(target, run.target);
+        refuse(run.target.read(target));
     }
 }
 
@@ -160,10 +111,10 @@ void calculate_initial_histograms(MatchingRun& run)
     enter_stage("computing the histograms before the change");
     const RunParameters& p = run.parameters;
     run.hist1 = HistogramArray(p.Nbins);
-    calculate_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
+    run.input.calculateHistogram(0.0, run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
         run.hist2 = HistogramArray(p.Nbins);
-        calculate_histogram(run.target.voxels, run.target.range, 0.0, run.hist2, p.Nbins);
+        run.target.calculateHistogram(0.0, run.hist2, p.Nbins);
     }
     if (p.matchesEndpoints() || p.matchesHistogram()) {
         require_foreground(run.hist1, p.Nbins, p.inputfile1);
@@ -187,9 +138,9 @@ void map_to_output_range(MatchingRun& run)
     const IntensityRange range = common_range(run);
     require_mappable_range(range, run.parameters);
     const double factor = output_maximum / (range.maximum - range.minimum);
-    map_volume(run.input, -range.minimum, factor);
+    run.input.shiftAndScale(-range.minimum, factor);
     if (run.parameters.hasTargetVolume()) {
-        map_volume(run.target, -range.minimum, factor);
+        run.target.shiftAndScale(-range.minimum, factor);
     }
 }
 
@@ -197,9 +148,9 @@ void calculate_final_histograms(MatchingRun& run)
 {
     enter_stage("computing the histograms after the change");
     const RunParameters& p = run.parameters;
-    calculate_histogram(run.input.voxels, run.input.range, 0.0, run.hist1, p.Nbins);
+    run.input.calculateHistogram(0.0, run.hist1, p.Nbins);
     if (p.hasTargetVolume()) {
-        calculate_histogram(run.target.voxels, run.target.range, p.sigma1, run.hist2, p.Nbins);
+        run.target.calculateHistogram(p.sigma1, run.hist2, p.Nbins);
     }
     save_array(run.hist1, p.Nbins, p.outputfile1_hist.c_str());
     if (p.hasTargetVolume()) {
@@ -211,9 +162,9 @@ void save_volumes(MatchingRun& run)
 {
     enter_stage("saving the volumes");
     std::cout << "*****IMAGES ARE BEING SAVED*****\n\n";
-    save_volume(run.input, run.parameters.outputfile1);
+    run.input.save(run.parameters.outputfile1);
     if (run.parameters.hasTargetVolume()) {
-        save_volume(run.target, run.parameters.outputfile2);
+        run.target.save(run.parameters.outputfile2);
     }
 }
 

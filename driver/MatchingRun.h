@@ -3,20 +3,10 @@
 #pragma once
 
 #include "driver/RunParameters.h"
+#include "driver/RunVolume.h"
 #include "histogram/HistogramArray.h"
-#include "volume/AnalyzeHeader.h"
-#include "volume/Array3D.h"
-#include "volume/IntensityRange.h"
 
 namespace tonalign {
-
-/// A volume of the run, the header it was loaded with and the range of its present intensities.
-struct RunVolume
-{
-    Array3D<double> voxels;
-    AnalyzeHeader header; ///< the file's own
-    IntensityRange range = {0.0, 0.0, true};
-};
 
 /// Every object of a run. The stages below take it from the command line to the saved outputs, in the order
 /// in which main calls them; each ends the process with a message when it cannot go on.

@@ -3,11 +3,11 @@
 #include "driver/MatchingRun.h"
 
 #include "driver/requirements.h"
-#include "exactmatch/exact_matching.h"
 #include "failure/unattended_run.h"
 #include "histogram/dynamic_range.h"
 #include "histogram/histogram.h"
 
+#include <cstdint>
 #include <iostream>
 
 namespace tonalign {
@@ -38,11 +38,11 @@ HistogramArray histogram_to_reach(const MatchingRun& run)
     }
     HistogramArray hist2(p.Nbins);
     if (p.matchesEndpoints() && p.sigma1 > 0.0) {
-        calculate_histogram(run.target.voxels, run.target.range, p.sigma1, hist2, p.Nbins);
+        run.target.calculateHistogram(p.sigma1, hist2, p.Nbins);
     } else {
         hist2 = smoothed_copy(run.hist2, p);
     }
-    hist2[1][p.Nbins] = run.target.range.maximum;
+    hist2[1][p.Nbins] = run.target.range().maximum;
     return hist2;
 }
 
@@ -58,12 +58,11 @@ void match_endpoints(MatchingRun& run)
     std::cout << "*****MATCHING HISTOGRAM ENDPOINTS*****\n";
     const HistogramArray hist1 = smoothed_copy(run.hist1, p);
     const HistogramArray hist2 = smoothed_copy(run.hist2, p);
-    match_dynamic_range(MeasuredVolume{run.input.voxels, run.input.range, hist1},
-                        MeasuredVolume{run.target.voxels, run.target.range, hist2}, energy_ratio,
-                        energy_ratio, p.Nbins);
-    run.input.range = intensity_range(run.input.voxels);
-    run.target.range = intensity_range(run.target.voxels);
-    require_usable_adjustment(run.input.range, p);
+    const EndpointMatch match({run.input.range(), hist1}, {run.target.range(), hist2}, energy_ratio,
+                              energy_ratio, p.Nbins);
+    run.target.map([&match](double* values, std::int64_t count) { match.clipTarget(values, count); });
+    run.input.map([&match](double* values, std::int64_t count) { match.mapInput(values, count); });
+    require_usable_adjustment(run.input.range(), p);
 }
 
 void match_histograms(MatchingRun& run)
@@ -76,8 +75,7 @@ void match_histograms(MatchingRun& run)
     std::cout << "*****MATCHING HISTOGRAMS*****\n";
     // The assignment leaves counts in what it is given; the reports still need the frequencies.
     HistogramArray hist2 = histogram_to_reach(run);
-    match_exactly(run.input.voxels, run.input.range, hist2, p.Nbins);
-    run.input.range = intensity_range(run.input.voxels);
+    run.input.match(hist2, p.Nbins);
 }
 
 } // namespace tonalign

@@ -31,17 +31,17 @@ void report_range(const char* label, const IntensityRange& range)
 
 void report_dimensions(const MatchingRun& run)
 {
-    report_size(run.input.header);
-    report_size(run.target.header);
-    report_voxel_size(run.input.header);
-    report_voxel_size(run.target.header);
+    report_size(run.input.header());
+    report_size(run.target.header());
+    report_voxel_size(run.input.header());
+    report_voxel_size(run.target.header());
 }
 
 void report_ranges(const MatchingRun& run)
 {
     if (run.parameters.hasTargetVolume()) {
-        report_range("Image-1 max-min values:\t\t", run.input.range);
-        report_range("Image-2 max-min values:\t\t", run.target.range);
+        report_range("Image-1 max-min values:\t\t", run.input.range());
+        report_range("Image-2 max-min values:\t\t", run.target.range());
     }
 }
 

@@ -1,120 +1,168 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Counts, ranks and assigns without a stored stack.
-/// Cost per foreground voxel: two passes of the volume to group the voxels by bin, about three visits in the
-/// partitions, one scattered write of the result. Extra memory: its offset and one sort key. The ranking is
-/// the documented sort, stopped where it could not change a value (RankSelection.h); what shapes each step is
-/// measured in docs/PERFORMANCE.md.
+// Counts, selects and, where voxels are equal, arranges.
+/// Order matters only at the ends of the target's ranges, and the ranges follow from counts. So counting
+/// cells settles most voxels (Cells), counting the nearest sums of the open ones settles most of these
+/// (CellPlan), and the key at each end is selected among the rest (OpenVoxels). Only where voxels on both
+/// sides of an end are equal on all levels does the documented arrangement decide, for their bin (TiedBins).
+/// Cost: three passes over the voxels, and for each of them one byte, from 256 ranges on two or four.
 
 #include "exactmatch/exact_matching.h"
 
-#include "exactmatch/FeatureLevels.h"
-#include "exactmatch/RankSelection.h"
-#include "exactmatch/VoxelBins.h"
-#include "exactmatch/rank_ranges.h"
+#include "exactmatch/CellPlan.h"
+#include "exactmatch/Cells.h"
+#include "exactmatch/OpenVoxels.h"
+#include "exactmatch/ShellSums.h"
+#include "exactmatch/TargetRanges.h"
+#include "exactmatch/TiedBins.h"
 #include "histogram/BinGeometry.h"
 
 #include <algorithm>
-#include <memory>
-#include <vector>
+#include <array>
+#include <utility>
 
 namespace tonalign {
 
 namespace {
 
-/// Columns that one thread hands values to at a time.
-constexpr std::int64_t block_columns = 1 << 16;
-
-/// The target ranges in the order of their ranks: last column, counted from 0, and value of each.
-struct TargetRanges
-{
-    std::vector<std::int64_t> ends;
-    std::vector<double> values;
-};
-
-TargetRanges target_ranges(const VoxelBins& voxels, double** hist2, int N)
-{
-    round_to_counts(hist2, N, static_cast<double>(voxels.foreground()));
-    RankRanges target(hist2, N);
-    constexpr std::int64_t no_rank = -1; // as the last rank of bins that are all empty
-    reconcile_with_input(target, voxels.foreground() > 0 ? voxels.foreground() : no_rank);
-
-    TargetRanges ranges;
-    for (int i = 1; i <= N; ++i) {
-        if (!target.isEmpty(i)) {
-            ranges.ends.push_back(target.last(i) - 1);
-            ranges.values.push_back(hist2[1][i]);
-        }
-    }
-    return ranges;
-}
-
-/// Ranks every bin as far as its values depend on it, several bins at a time.
+/// Gives the settled voxels their codes, and collects the open ones while their neighbours are in the cache.
 template <typename Position>
-void rank_bins(const VoxelBins& voxels, const FeatureLevels& levels, const FirstKeys& first_keys,
-               const TargetRanges& target, int N, Position* positions, std::uint64_t* keys)
+void judge_voxels(const VolumeView& view, const CellPlan& plan, const ShellSums& sums,
+                  const std::vector<bool>& left, OpenVoxels<Position>& open, RangeCodes& codes)
 {
-    std::vector<std::int64_t> first_columns(static_cast<std::size_t>(N) + 2);
-    for (int i = 2; i <= N; ++i) {
-        first_columns[static_cast<std::size_t>(i) + 1] =
-            first_columns[static_cast<std::size_t>(i)] + voxels.count(i);
-    }
 #pragma omp parallel
     {
-        RankSelection<Position> selection(levels, target.ends, positions, keys);
+        CellPlan::Row row(sums, view.nx);
+        std::array<std::vector<VoxelEntry<Position>>, 4> found; // by level
 #pragma omp for schedule(dynamic, 1) nowait
-        for (int i = 2; i <= N; ++i) {
-            const std::int64_t first = first_columns[static_cast<std::size_t>(i)];
-            const std::int64_t last = first_columns[static_cast<std::size_t>(i) + 1] - 1;
-            if (selection.crossesRangeEnd(first, last)) {
-                selection.rank(first, last, first_keys.level(voxels.isUniform(i)));
+        for (int z = 0; z < view.nz; ++z) {
+            for (int y = 0; y < view.ny; ++y) {
+                plan.judge(z, y, row);
+                const std::int64_t first = (std::int64_t{z} * view.ny + y) * view.nx;
+                for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
+                    if ((row.verdicts[x] & CellPlan::open) != 0) {
+                        const std::uint32_t group = std::exchange(row.verdicts[x], 0) ^ CellPlan::open;
+                        if (!left[group]) {
+                            found[static_cast<std::size_t>(plan.groups()[group].level)].push_back(
+                                {0, static_cast<Position>(first + static_cast<std::int64_t>(x)),
+                                 static_cast<Position>(group)});
+                        }
+                    }
+                }
+                codes.copy(view.nx, row.verdicts.data(), static_cast<std::uint64_t>(first));
+                for (int level = 0; level < 4; ++level) {
+                    auto& entries = found[static_cast<std::size_t>(level)];
+                    sums.setKeys(level, entries);
+                    for (const VoxelEntry<Position>& entry : entries) {
+                        open.add(static_cast<std::uint32_t>(entry.column), entry.key, entry.position);
+                    }
+                    entries.clear();
+                }
             }
         }
     }
 }
 
-template <typename Position>
-void hand_out_values(double* volume, const TargetRanges& target, const Position* positions,
-                     std::int64_t columns)
+/// The bins in which so many voxels have been found alike that a tie across an end is all but certain.
+std::vector<bool> find_likely_ties(const Cells& cells, const CellPlan& plan, const MatchingLimits& limits)
 {
-    const std::int64_t assigned = target.ends.empty() ? 0 : std::min(columns, target.ends.back() + 1);
-#pragma omp parallel for schedule(dynamic, 1)
-    for (std::int64_t first = 0; first < assigned; first += block_columns) {
-        const std::int64_t end = std::min(first + block_columns, assigned);
-        auto range = static_cast<std::size_t>(
-            std::lower_bound(target.ends.begin(), target.ends.end(), first) - target.ends.begin());
-        for (std::int64_t c = first; c < end; ++c) {
-            while (c > target.ends[range]) {
-                ++range;
-            }
-            volume[positions[c]] = target.values[range];
+    std::vector<bool> likely(cells.bins().size());
+    for (const CellPlan::Group& group : plan.groups()) {
+        const int bin = cells.binOfColumn(group.first_column);
+        const std::int64_t bin_voxels = cells.bins()[static_cast<std::size_t>(bin)];
+        if (group.alike > limits.fewest_alike && group.alike > bin_voxels / limits.alike_share) {
+            const int last = cells.binOfColumn(group.first_column + group.count - 1);
+            std::fill(likely.begin() + bin, likely.begin() + last + 1, true);
         }
     }
+    return likely;
+}
+
+/// The groups all of whose bins are ranked anyway, and those that have been divided.
+std::vector<bool> find_left(const Cells& cells, const CellPlan& plan, const std::vector<bool>& ranked)
+{
+    std::vector<bool> left;
+    for (const CellPlan::Group& group : plan.groups()) {
+        const auto first = ranked.begin() + cells.binOfColumn(group.first_column);
+        const auto last = ranked.begin() +
+                          cells.binOfColumn(group.first_column + std::max<std::int64_t>(group.count, 1) - 1);
+        left.push_back(group.count == 0 || std::find(first, last + 1, false) == last + 1);
+    }
+    return left;
+}
+
+/// @param ends  the ends between equal voxels that have been found
+std::vector<TiedBin> tied_bins(const Cells& cells, const std::vector<bool>& ranked,
+                               std::vector<std::int64_t> ends)
+{
+    std::sort(ends.begin(), ends.end());
+    std::vector<TiedBin> bins;
+    for (int bin = 2; bin < static_cast<int>(ranked.size()); ++bin) {
+        const auto first = std::lower_bound(ends.begin(), ends.end(), cells.firstColumn(bin));
+        const auto last = std::lower_bound(first, ends.end(), cells.firstColumn(bin + 1));
+        const bool unsettled =
+            ranked[static_cast<std::size_t>(bin)] && cells.firstColumn(bin) < cells.firstColumn(bin + 1);
+        if (unsettled || first != last) {
+            bins.push_back({bin, !unsettled, {first, last}});
+        }
+    }
+    return bins;
 }
 
 template <typename Position>
-void match_with_positions(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N)
+void match_with_positions(const Intensities& volume, const Cells& cells, const IntensityRange& range,
+                          const TargetRanges& target, const MatchingLimits& limits, RangeCodes& codes)
 {
-    VoxelBins voxels(volume, BinGeometry(range, N));
-    const TargetRanges target = target_ranges(voxels, hist2, N);
-    const auto columns = static_cast<std::size_t>(voxels.foreground());
-    const auto positions = std::make_unique_for_overwrite<Position[]>(columns);
-    const auto keys = std::make_unique_for_overwrite<std::uint64_t[]>(columns);
-    const FeatureLevels levels(volume);
-    const FirstKeys first_keys(levels, range, voxels.areWholeNumbers());
-    voxels.place(first_keys, positions.get(), keys.get());
-    rank_bins(voxels, levels, first_keys, target, N, positions.get(), keys.get());
-    hand_out_values(volume.block(), target, positions.get(), voxels.foreground());
+    const std::unique_ptr<ShellSums> sums = shell_sums(volume, range);
+    std::vector<TiedBin> bins;
+    {
+        const CellPlan plan(volume, cells, *sums, target, limits);
+        const std::vector<bool> ranked = find_likely_ties(cells, plan, limits);
+        const std::vector<bool> left = find_left(cells, plan, ranked);
+        OpenVoxels<Position> open(plan, *sums, target, left);
+        judge_voxels(volume.view(), plan, *sums, left, open, codes);
+        bins = tied_bins(cells, ranked, open.settle(codes));
+    }
+    arrange_bins<Position>(volume, cells, *sums, target, bins, codes);
 }
 
 } // namespace
 
-void match_exactly(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N,
-                   std::int64_t most_voxels_of_32_bits)
+ExactMatch match_exactly(const Intensities& volume, const IntensityRange& range, double** hist2, int N,
+                         const MatchingLimits& limits)
 {
-    if (volume.blockSize() <= most_voxels_of_32_bits) {
-        match_with_positions<std::uint32_t>(volume, range, hist2, N);
+    const Cells cells(volume, BinGeometry(range, N), range, limits.cells, limits.favourite_share);
+    const TargetRanges target(hist2, N, cells.foreground());
+    ExactMatch match;
+    if (target.ends.empty()) {
+        return match;
+    }
+    match.values = {0.0};
+    match.values.insert(match.values.end(), target.values.begin(), target.values.end());
+    match.counts = {0};
+    for (std::int64_t before = -1; const std::int64_t end : target.ends) {
+        match.counts.push_back(end - before);
+        before = end;
+    }
+    match.codes = RangeCodes(volume.view().count(), static_cast<std::uint32_t>(target.ends.size()));
+    if (volume.view().count() <= limits.voxels_of_32_bits) {
+        match_with_positions<std::uint32_t>(volume, cells, range, target, limits, match.codes);
     } else {
-        match_with_positions<std::uint64_t>(volume, range, hist2, N);
+        match_with_positions<std::uint64_t>(volume, cells, range, target, limits, match.codes);
+    }
+    return match;
+}
+
+void match_exactly(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N,
+                   const MatchingLimits& limits)
+{
+    const VolumeView view(volume.block(), ElementKind::float64, volume.getNxTotal(), volume.getNyTotal(),
+                          volume.getNzTotal());
+    const ExactMatch match = match_exactly(Intensities(view), range, hist2, N, limits);
+    if (!match.codes.areAbsent()) {
+        double* const voxels = volume.block();
+        match.codes.forEach(view.count(), 0, [&](std::int64_t j, std::uint32_t code) {
+            voxels[j] = code == 0 ? voxels[j] : match.values[code];
+        });
     }
 }
 

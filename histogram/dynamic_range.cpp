@@ -57,14 +57,6 @@ void print_endpoints(const Endpoints& input, const Endpoints& target)
               << "\nbp_index2 = " << target.begin << "\tep_index2 = " << target.end << "\n\n";
 }
 
-void clip_above(Array3D<double>* D, double threshold)
-{
-    double* const voxels = D->block();
-    for (std::int64_t j = 0; j < D->blockSize(); ++j) {
-        voxels[j] = voxels[j] > threshold ? threshold : voxels[j];
-    }
-}
-
 /// Where a voxel goes: along the first segment that contains it, or nowhere.
 double map_intensity(double v, const double* from, const double* to, int landmarks)
 {
@@ -74,6 +66,13 @@ double map_intensity(double v, const double* from, const double* to, int landmar
         }
     }
     return v;
+}
+
+void scale(double* values, std::int64_t count, const double* from, const double* to, int landmarks)
+{
+    for (std::int64_t j = 0; j < count; ++j) {
+        values[j] = map_intensity(values[j], from, to, landmarks);
+    }
 }
 
 } // namespace
@@ -108,11 +107,13 @@ void adjust_dynamic_range(Array3D<double>* D1, Array3D<double>* D2, double energ
 {
     const HistogramArray hist1(N);
     const HistogramArray hist2(N);
-    const tonalign::MeasuredVolume input = {*D1, intensity_range(*D1), hist1};
-    const tonalign::MeasuredVolume target = {*D2, intensity_range(*D2), hist2};
+    const tonalign::MeasuredHistogram input = {intensity_range(*D1), hist1};
+    const tonalign::MeasuredHistogram target = {intensity_range(*D2), hist2};
     calculate_histogram(*D1, input.range, sigma1, hist1, N);
     calculate_histogram(*D2, target.range, sigma1, hist2, N);
-    tonalign::match_dynamic_range(input, target, energyratio1, energyratio2, N);
+    const tonalign::EndpointMatch match(input, target, energyratio1, energyratio2, N);
+    match.clipTarget(D2->block(), D2->blockSize());
+    match.mapInput(D1->block(), D1->blockSize());
 }
 
 void adjust_dynamic_range(Array3D<double>* D1, double** hist2, double energyratio1, double energyratio2,
@@ -132,8 +133,6 @@ void adjust_dynamic_range(Array3D<double>* D1, double** hist2, double energyrati
 void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2, int N)
 {
     const int landmarks = static_cast<int>(IM2[3][N]);
-    const double* const from = IM1[2];
-    const double* const to = IM2[2];
     const int nz = D->getNzTotal();
     const std::int64_t slice_size = std::int64_t{D->getNxTotal()} * D->getNyTotal();
     double* const voxels = D->block();
@@ -141,29 +140,37 @@ void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2
     {
 #pragma omp for schedule(dynamic, 1) nowait
         for (int z = 0; z < nz; ++z) {
-            double* const slice = voxels + z * slice_size;
-            for (std::int64_t j = 0; j < slice_size; ++j) {
-                slice[j] = map_intensity(slice[j], from, to, landmarks);
-            }
+            scale(voxels + z * slice_size, slice_size, IM1[2], IM2[2], landmarks);
         }
     }
 }
 
 namespace tonalign {
 
-void match_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
-                         double energyratio2, int N)
+EndpointMatch::EndpointMatch(const MeasuredHistogram& input, const MeasuredHistogram& target,
+                             double energyratio1, double energyratio2, int N)
+    : m_bins(N), m_from(N), m_to(N)
 {
     const Endpoints input_ends = endpoints_of(input.hist, N, energyratio1);
     Endpoints target_ends = endpoints_of(target.hist, N, energyratio2);
     print_endpoints(input_ends, target_ends);
-    clip_above(&target.voxels, target.hist[1][target_ends.end]);
+    m_threshold = target.hist[1][target_ends.end];
     target_ends.end = N;
     print_endpoints(input_ends, target_ends);
+    m_from = range_landmarks(input.hist, N, input_ends, input.range);
+    m_to = range_landmarks(target.hist, N, target_ends, target.range);
+}
 
-    const LandmarkMatrix from = range_landmarks(input.hist, N, input_ends, input.range);
-    const LandmarkMatrix to = range_landmarks(target.hist, N, target_ends, target.range);
-    apply_scaling_transformation(&input.voxels, from, to, N);
+void EndpointMatch::clipTarget(double* values, std::int64_t count) const
+{
+    for (std::int64_t j = 0; j < count; ++j) {
+        values[j] = values[j] > m_threshold ? m_threshold : values[j];
+    }
+}
+
+void EndpointMatch::mapInput(double* values, std::int64_t count) const
+{
+    scale(values, count, m_from[2], m_to[2], static_cast<int>(m_to[3][m_bins]));
 }
 
 } // namespace tonalign

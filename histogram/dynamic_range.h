@@ -2,8 +2,11 @@
 // The endpoint stage on volumes and histograms.
 #pragma once
 
+#include "histogram/HistogramArray.h"
 #include "volume/Array3D.h"
 #include "volume/IntensityRange.h"
+
+#include <cstdint>
 
 /// Finds the two bins that enclose all but a small share of a histogram's mass.
 ///
@@ -52,17 +55,30 @@ void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2
 
 namespace tonalign {
 
-/// A volume whose range and histogram are known; the volume and the histogram array are views.
-struct MeasuredVolume
+/// The range and the histogram of a volume; the histogram array is a view.
+struct MeasuredHistogram
 {
-    Array3D<double>& voxels;
     IntensityRange range;
     double** hist; ///< of N bins, smoothed when the endpoints are to be found in the smoothed histogram
 };
 
-/// The first adjust_dynamic_range for volumes that have been measured already. Their voxels change; the
-/// ranges and histograms stay as they were.
-void match_dynamic_range(const MeasuredVolume& input, const MeasuredVolume& target, double energyratio1,
-                         double energyratio2, int N);
+/// The first adjust_dynamic_range for volumes that have been measured already: what it does to their
+/// intensities, wherever these are. The endpoints are printed on construction.
+class EndpointMatch
+{
+public:
+    EndpointMatch(const MeasuredHistogram& input, const MeasuredHistogram& target, double energyratio1,
+                  double energyratio2, int N);
+
+    /// Change intensities of the target, and of the input, in place.
+    void clipTarget(double* values, std::int64_t count) const;
+    void mapInput(double* values, std::int64_t count) const;
+
+private:
+    int m_bins;
+    double m_threshold = 0.0;
+    LandmarkMatrix m_from;
+    LandmarkMatrix m_to;
+};
 
 } // namespace tonalign

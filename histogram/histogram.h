@@ -4,6 +4,10 @@
 
 #include "volume/Array3D.h"
 #include "volume/IntensityRange.h"
+#include "volume/VolumeRows.h"
+
+#include <cstdint>
+#include <span>
 
 /// Computes the intensity histogram of a volume.
 ///
@@ -40,6 +44,13 @@ namespace tonalign {
 /// plain.
 void calculate_histogram(const Array3D<double>& volume, const IntensityRange& range, double sigma, double** H,
                          int N);
+
+void calculate_histogram(const VolumeRows& volume, const IntensityRange& range, double sigma, double** H,
+                         int N);
+
+/// The same of a volume that has voxels[k] voxels of values[k].
+void calculate_histogram(std::span<const double> values, std::span<const std::int64_t> voxels,
+                         const IntensityRange& range, double sigma, double** H, int N);
 
 /// Smooths row 2 of a histogram array with a sampled Gaussian of sigma > 0 bins; bin 1, into which mass has
 /// spread, is set to 0 again and the rest renormalised. Column N+1 is left as it was.

@@ -6,6 +6,8 @@
 #include "volume/ElementType.h"
 #include "volume/OutputFile.h"
 #include "volume/PairNames.h"
+#include "volume/StoredVolume.h"
+#include "volume/VolumeRows.h"
 #include "volume/voxel_file.h"
 
 #include <algorithm>
@@ -13,6 +15,7 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <new>
 
 template <typename T>
 void AnalyzeImage<T>::constructImageHeaderFileNames(const char* pref)
@@ -77,8 +80,10 @@ int AnalyzeImage<T>::readImageData()
     return 1;
 }
 
+/// Opens the image file of the header, which is read first if it has not been, and makes sure that the file
+/// holds every voxel.
 template <typename T>
-tonalign::Fault AnalyzeImage<T>::readVoxels()
+tonalign::Fault AnalyzeImage<T>::openImage(std::ifstream& file, const tonalign::ElementType*& type)
 {
     if (!H.hasBeenReadFromFile()) {
         readAnalyzeImageHeader();
@@ -86,26 +91,63 @@ tonalign::Fault AnalyzeImage<T>::readVoxels()
     if (tonalign::Fault fault = tonalign::fault_of_image_file(imagename)) {
         return fault;
     }
-    std::ifstream file(imagename, std::ios::binary);
+    file.open(imagename, std::ios::binary);
     if (!file) {
         endUnopened("  Inside  AnalyzeImage::readAnalyzeImageData() ");
     }
-    const tonalign::ElementType* type = elementType();
+    type = elementType();
     if (type == nullptr) {
         tonalign::end_process(std::cout, {" Error: Datatype format not recognized \n"},
                               tonalign::ExitStatus::success);
     }
     tonalign::require_good_box(tonalign::axis_without_margin(getNx()), tonalign::axis_without_margin(getNy()),
                                tonalign::axis_without_margin(getNz()));
-    const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
-    if (tonalign::Fault fault = tonalign::fault_of_image_length(imagename, count, *type)) {
+    return tonalign::fault_of_image_length(imagename, voxelCount(), *type);
+}
+
+template <typename T>
+tonalign::Fault AnalyzeImage<T>::readVoxels()
+{
+    std::ifstream file;
+    const tonalign::ElementType* type = nullptr;
+    if (tonalign::Fault fault = openImage(file, type)) {
         return fault;
     }
     D.setDim(getNz(), getNy(), getNx());
+    tellOfSwap();
+    return tonalign::read_voxels(file, imagename, *type, H.m_bImgNeedsByteSwap, D.block(), voxelCount());
+}
+
+template <typename T>
+tonalign::Fault AnalyzeImage<T>::readStored(tonalign::StoredVolume& volume)
+{
+    std::ifstream file;
+    const tonalign::ElementType* type = nullptr;
+    if (tonalign::Fault fault = openImage(file, type)) {
+        return fault;
+    }
+    try {
+        volume = tonalign::StoredVolume(type->kind, getNx(), getNy(), getNz());
+    } catch (const std::bad_alloc&) {
+        tonalign::end_without_memory();
+    }
+    tellOfSwap();
+    return tonalign::read_elements(file, imagename, *type, H.m_bImgNeedsByteSwap, volume.bytes(),
+                                   voxelCount());
+}
+
+template <typename T>
+void AnalyzeImage<T>::tellOfSwap() const
+{
     if (H.m_bImgNeedsByteSwap) {
         std::cerr << "**------Byte Swapping Image during Load from file -----**\n";
     }
-    return tonalign::read_voxels(file, imagename, *type, H.m_bImgNeedsByteSwap, D.block(), count);
+}
+
+template <typename T>
+std::int64_t AnalyzeImage<T>::voxelCount() const
+{
+    return tonalign::element_count(getNx(), getNy(), getNz());
 }
 
 template <typename T>
@@ -113,11 +155,25 @@ int AnalyzeImage<T>::Save()
 {
     requireNameOfHeaderToSave();
     endOn(faultOfSizes());
+    return savePair(nullptr);
+}
+
+template <typename T>
+int AnalyzeImage<T>::save(const char* file, const tonalign::VolumeRows& rows)
+{
+    setAnalyzeFileName(file);
+    requireNameOfHeaderToSave();
+    return savePair(&rows);
+}
+
+template <typename T>
+int AnalyzeImage<T>::savePair(const tonalign::VolumeRows* rows)
+{
     tonalign::OutputFile header(headername);
     tonalign::OutputFile image(nameOfImageToSave());
     tonalign::OutputFile::refuseOneFile(header, image);
     H.write(header, 0);
-    return saveImage(image, &header);
+    return saveImage(image, &header, rows);
 }
 
 template <typename T>
@@ -140,7 +196,7 @@ int AnalyzeImage<T>::saveAnalyzeImageData()
 {
     endOn(faultOfSizes());
     tonalign::OutputFile image(nameOfImageToSave());
-    return saveImage(image, nullptr);
+    return saveImage(image, nullptr, nullptr);
 }
 
 /// A header holds sizes of 16 bits.
@@ -161,10 +217,11 @@ std::string AnalyzeImage<T>::nameOfImageToSave() const
     return imagename.ends_with(".img") && elementType() != nullptr ? imagename : std::string();
 }
 
-/// Writes D to its file, and puts that in place, together with the file of a header that has been written or
-/// given up already.
+/// Writes the rows, or D if there are none, to the image file, and puts that in place, together with the file
+/// of a header that has been written or given up already.
 template <typename T>
-int AnalyzeImage<T>::saveImage(tonalign::OutputFile& image, tonalign::OutputFile* header)
+int AnalyzeImage<T>::saveImage(tonalign::OutputFile& image, tonalign::OutputFile* header,
+                               const tonalign::VolumeRows* rows)
 {
     std::cout << " Inside AnalyzeImage::saveAnalyzeImageData() \n";
     const bool opened = image.begin();
@@ -181,10 +238,14 @@ int AnalyzeImage<T>::saveImage(tonalign::OutputFile& image, tonalign::OutputFile
     if (!opened) {
         endUnopened("  Inside  AnalyzeImage::saveAnalyzeImageData() ");
     }
-    const std::int64_t count = tonalign::element_count(getNx(), getNy(), getNz());
     std::cout << " File " << imagename << " opened successfully \n"
-              << " size_of_data_in_bytes = " << count * type->bytes() << '\n';
-    tonalign::write_voxels(image.stream(), *type, D.block(), count);
+              << " size_of_data_in_bytes = " << voxelCount() * type->bytes() << '\n';
+    const auto row_of_block = [this](int z, int y, double* values) {
+        std::copy_n(D.block() + (std::int64_t{z} * getNy() + y) * getNx(), getNx(), values);
+    };
+    tonalign::write_voxels(image.stream(), *type,
+                           rows != nullptr ? *rows
+                                           : tonalign::VolumeRows{getNx(), getNy(), getNz(), row_of_block});
     const tonalign::OutputFile* const failed = header != nullptr
                                                    ? tonalign::OutputFile::keepPair(*header, image)
                                                : image.keep() ? nullptr

@@ -6,12 +6,16 @@
 #include "volume/AnalyzeHeader.h"
 #include "volume/Array3D.h"
 
+#include <cstdint>
+#include <iosfwd>
 #include <string>
 #include <type_traits>
 
 namespace tonalign {
 class OutputFile;
+class StoredVolume;
 struct ElementType;
+struct VolumeRows;
 } // namespace tonalign
 
 /// An Analyze 7.5 image pair: a header, a volume and the names of the two files.
@@ -64,6 +68,9 @@ public:
     /// voxel that the header promises.
     [[nodiscard]] tonalign::Fault readVoxels();
 
+    /// The same into a volume of the file's own element type; D stays empty.
+    [[nodiscard]] tonalign::Fault readStored(tonalign::StoredVolume& volume);
+
     /// Writes H to headername, in the machine's byte order.
     int saveAnalyzeImageHeader();
 
@@ -83,6 +90,9 @@ public:
         setAnalyzeFileName(file);
         return Save();
     }
+
+    /// The same for a volume that has the sizes of H and is computed while it is written; D is not used.
+    int save(const char* file, const tonalign::VolumeRows& rows);
 
     /// Copies a volume in (under the rules of Array3D's assignment) and gives it a bare-bones 8-bit header.
     AnalyzeImage& operator=(const Array3D<T>& I)
@@ -116,7 +126,12 @@ private:
     void requireNameOfHeaderToSave() const;
     std::string nameOfImageToSave() const;
     tonalign::Fault faultOfSizes() const;
-    int saveImage(tonalign::OutputFile& image, tonalign::OutputFile* header);
+    std::int64_t voxelCount() const;
+    void tellOfSwap() const;
+    tonalign::Fault openImage(std::ifstream& file, const tonalign::ElementType*& type);
+    int savePair(const tonalign::VolumeRows* rows);
+    int saveImage(tonalign::OutputFile& image, tonalign::OutputFile* header,
+                  const tonalign::VolumeRows* rows);
 };
 
 extern template class AnalyzeImage<double>;

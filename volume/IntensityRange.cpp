@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <sstream>
+#include <vector>
 
 namespace tonalign {
 
@@ -52,54 +53,94 @@ TONALIGN_WIDE void extend(IntensityRange& range, const double* values, std::int6
     }
 }
 
-/// Calls function(row, count) for each run of adjacent voxels of the inner region, in storage order, until it
-/// gives back true.
-template <typename Function>
-void for_each_run(const Array3D<double>& volume, Function function)
+/// The zero met first: the lanes above do not keep the order between the two zeros.
+double first_zero(const VolumeRows& volume)
 {
-    if (volume.hasNoMargin()) {
-        function(volume.block(), volume.blockSize());
-        return;
-    }
-    for (int z = volume.getZbegin(); z <= volume.getZend(); ++z) {
-        for (int y = volume.getYbegin(); y <= volume.getYend(); ++y) {
-            if (function(&volume.address()[z][y][volume.getXbegin()], std::int64_t{volume.getNxInner()})) {
-                return;
+    std::vector<double> row(static_cast<std::size_t>(volume.nx));
+    for (int z = 0; z < volume.nz; ++z) {
+        for (int y = 0; y < volume.ny; ++y) {
+            volume.row(z, y, row.data());
+            const auto found = std::find(row.begin(), row.end(), 0.0);
+            if (found != row.end()) {
+                return *found;
             }
         }
     }
+    return 0.0;
 }
 
-/// The zero met first: the lanes above do not keep the order between the two zeros.
-double first_zero(const Array3D<double>& volume)
+/// The voxels of a volume that are no finite numbers.
+struct NotFinite
 {
-    double zero = 0.0;
-    for_each_run(volume, [&zero](const double* row, std::int64_t count) {
-        const double* const found = std::find(row, row + count, 0.0);
-        if (found == row + count) {
-            return false;
+    std::int64_t searched = 0;
+    std::int64_t count = 0;
+    std::int64_t first = 0; ///< its place in storage order
+    double value = 0.0;     ///< of the first
+
+    /// Searches the next voxels in storage order.
+    void search(const double* values, std::int64_t number)
+    {
+        for (std::int64_t j = 0; j < number; ++j, ++searched) {
+            if (!std::isfinite(values[j]) && count++ == 0) {
+                first = searched;
+                value = values[j];
+            }
         }
-        zero = *found;
-        return true;
-    });
-    return zero;
-}
+    }
+
+    Fault fault(const std::string& imagename, std::int64_t x, std::int64_t y, std::int64_t z) const
+    {
+        if (count == 0) {
+            return {};
+        }
+        std::ostringstream message;
+        message << imagename << ": " << count
+                << (count == 1 ? " voxel is not a finite number ("
+                               : " voxels are not finite numbers, the first one (")
+                << value << ") at x=" << x << " y=" << y << " z=" << z
+                << ", but every voxel is expected to be finite";
+        return {message.str()};
+    }
+};
 
 } // namespace
 
 IntensityRange intensity_range(const Array3D<double>& volume)
 {
-    const double first = volume.address()[volume.getZbegin()][volume.getYbegin()][volume.getXbegin()];
-    IntensityRange range = {first, first, true};
-    for_each_run(volume, [&range](const double* row, std::int64_t count) {
-        extend(range, row, count);
-        return false;
-    });
-    if (range.minimum == 0.0) {
-        range.minimum = first_zero(volume);
+    return intensity_range({volume.getNxInner(), volume.getNyInner(), volume.getNzInner(),
+                            [&volume](int z, int y, double* values) {
+                                const double* const row = volume.data(
+                                    volume.getZbegin() + z, volume.getYbegin() + y, volume.getXbegin());
+                                std::copy_n(row, volume.getNxInner(), values);
+                            }});
+}
+
+IntensityRange intensity_range(const VolumeRows& volume)
+{
+    std::vector<double> first(static_cast<std::size_t>(volume.nx));
+    volume.row(0, 0, first.data());
+    std::vector<IntensityRange> slices(static_cast<std::size_t>(volume.nz), {first[0], first[0], true});
+#pragma omp parallel
+    {
+        std::vector<double> row(first.size());
+#pragma omp for schedule(dynamic, 1)
+        for (int z = 0; z < volume.nz; ++z) {
+            for (int y = 0; y < volume.ny; ++y) {
+                volume.row(z, y, row.data());
+                extend(slices[static_cast<std::size_t>(z)], row.data(), volume.nx);
+            }
+        }
     }
-    if (range.maximum == 0.0) {
-        range.maximum = first_zero(volume);
+    IntensityRange range = slices[0];
+    for (const IntensityRange& slice : slices) {
+        range.minimum = slice.minimum < range.minimum ? slice.minimum : range.minimum;
+        range.maximum = slice.maximum > range.maximum ? slice.maximum : range.maximum;
+        range.finite = range.finite && slice.finite;
+    }
+    if (range.minimum == 0.0 || range.maximum == 0.0) {
+        const double zero = first_zero(volume);
+        range.minimum = range.minimum == 0.0 ? zero : range.minimum;
+        range.maximum = range.maximum == 0.0 ? zero : range.maximum;
     }
     return range;
 }
@@ -107,26 +148,29 @@ IntensityRange intensity_range(const Array3D<double>& volume)
 Fault fault_of_voxels(const Array3D<double>& volume, const IntensityRange& range,
                       const std::string& imagename)
 {
-    if (range.finite) {
-        return {};
+    NotFinite found;
+    if (!range.finite) {
+        found.search(volume.block(), volume.blockSize());
     }
-    const double* const begin = volume.block();
-    const double* const end = begin + volume.blockSize();
-    const auto is_not_finite = [](double v) { return !std::isfinite(v); };
-    const double* const first = std::find_if(begin, end, is_not_finite);
-    const std::int64_t position = first - begin;
     const std::int64_t nx = volume.getNxTotal();
     const std::int64_t ny = volume.getNyTotal();
-    const std::int64_t count = std::count_if(first, end, is_not_finite);
-    std::ostringstream message;
-    message << imagename << ": " << count
-            << (count == 1 ? " voxel is not a finite number ("
-                           : " voxels are not finite numbers, the first one (")
-            << *first << ") at x=" << volume.getXmin() + position % nx
-            << " y=" << volume.getYmin() + position / nx % ny
-            << " z=" << volume.getZmin() + position / (nx * ny)
-            << ", but every voxel is expected to be finite";
-    return {message.str()};
+    return found.fault(imagename, volume.getXmin() + found.first % nx,
+                       volume.getYmin() + found.first / nx % ny, volume.getZmin() + found.first / (nx * ny));
+}
+
+Fault fault_of_voxels(const VolumeRows& volume, const IntensityRange& range, const std::string& imagename)
+{
+    NotFinite found;
+    std::vector<double> row(static_cast<std::size_t>(volume.nx));
+    for (int z = 0; z < volume.nz && !range.finite; ++z) {
+        for (int y = 0; y < volume.ny; ++y) {
+            volume.row(z, y, row.data());
+            found.search(row.data(), volume.nx);
+        }
+    }
+    const std::int64_t nx = volume.nx;
+    return found.fault(imagename, found.first % nx, found.first / nx % volume.ny,
+                       found.first / (nx * volume.ny));
 }
 
 } // namespace tonalign

@@ -4,6 +4,7 @@
 
 #include "failure/Fault.h"
 #include "volume/Array3D.h"
+#include "volume/VolumeRows.h"
 
 #include <string>
 
@@ -22,10 +23,13 @@ struct IntensityRange
 
 /// All of it in one pass. The volume must hold memory.
 IntensityRange intensity_range(const Array3D<double>& volume);
+IntensityRange intensity_range(const VolumeRows& volume);
 
 /// Every voxel of a volume with this range must be a finite number; the fault names the file, and the first
 /// voxel that is not by the volume's own indices.
 [[nodiscard]] Fault fault_of_voxels(const Array3D<double>& volume, const IntensityRange& range,
+                                    const std::string& imagename);
+[[nodiscard]] Fault fault_of_voxels(const VolumeRows& volume, const IntensityRange& range,
                                     const std::string& imagename);
 
 } // namespace tonalign

@@ -31,24 +31,12 @@ Fault fault_of_short_file(const std::string& imagename, std::int64_t found, std:
 }
 
 template <typename Element>
-Element load_element(const unsigned char* bytes, bool swap)
-{
-    unsigned char ordered[sizeof(Element)];
-    std::memcpy(ordered, bytes, sizeof ordered);
-    if (swap) {
-        std::reverse(ordered, ordered + sizeof ordered);
-    }
-    Element element;
-    std::memcpy(&element, ordered, sizeof element);
-    return element;
-}
-
-template <typename Element, bool swap>
 void decode(const unsigned char* bytes, double* voxels, std::int64_t count)
 {
     for (std::int64_t j = 0; j < count; ++j) {
-        voxels[j] =
-            static_cast<double>(load_element<Element>(bytes + j * std::int64_t{sizeof(Element)}, swap));
+        Element element;
+        std::memcpy(&element, bytes + j * std::int64_t{sizeof element}, sizeof element);
+        voxels[j] = static_cast<double>(element);
     }
 }
 
@@ -76,34 +64,34 @@ void encode(const double* voxels, unsigned char* bytes, std::int64_t count)
     }
 }
 
-/// Calls function(Element{}) with the C++ type behind `kind`.
-template <typename Function>
-auto with_element(ElementKind kind, Function function)
+template <typename Element>
+void reverse_bytes(unsigned char* bytes, std::int64_t count)
 {
-    switch (kind) {
-    case ElementKind::uint8:
-        return function(std::uint8_t{});
-    case ElementKind::int16:
-        return function(std::int16_t{});
-    case ElementKind::int32:
-        return function(std::int32_t{});
-    case ElementKind::float32:
-        return function(float{});
-    case ElementKind::float64:
-        break;
+    for (std::int64_t j = 0; j < count; ++j, bytes += sizeof(Element)) {
+        std::reverse(bytes, bytes + sizeof(Element));
     }
-    return function(double{});
 }
 
-using Decoder = void (*)(const unsigned char*, double*, std::int64_t);
-using Encoder = void (*)(const double*, unsigned char*, std::int64_t);
-
-Decoder decoder_for(const ElementType& type, bool swap)
+/// Reads the voxels done..done+voxels_now of `count` and brings them into the machine's byte order.
+Fault read_block(std::istream& file, const std::string& imagename, const ElementType& type, bool swap,
+                 std::int64_t count, std::int64_t done, std::int64_t voxels_now, unsigned char* bytes)
 {
-    return with_element(type.kind, [swap](auto element) -> Decoder {
-        return swap ? decode<decltype(element), true> : decode<decltype(element), false>;
-    });
+    file.read(reinterpret_cast<char*>(bytes), voxels_now * type.bytes());
+    const std::int64_t found = done * type.bytes() + file.gcount();
+    if (file.bad()) {
+        return {imagename + ": the image file cannot be read beyond byte " + std::to_string(found) + " of " +
+                std::to_string(count * type.bytes())};
+    }
+    if (!file) {
+        return fault_of_short_file(imagename, found, count, type);
+    }
+    if (swap) {
+        with_element(type.kind, [=](auto element) { reverse_bytes<decltype(element)>(bytes, voxels_now); });
+    }
+    return {};
 }
+
+using Encoder = void (*)(const double*, unsigned char*, std::int64_t);
 
 Encoder encoder_for(const ElementType& type)
 {
@@ -144,34 +132,57 @@ Fault fault_of_image_length(const std::string& imagename, std::int64_t count, co
 Fault read_voxels(std::istream& file, const std::string& imagename, const ElementType& type, bool swap,
                   double* voxels, std::int64_t count)
 {
-    const Decoder decode_block = decoder_for(type, swap);
-    std::vector<unsigned char> buffer(static_cast<std::size_t>(std::min(block_bytes, count * type.bytes())));
-    const std::int64_t block_voxels = block_bytes / type.bytes();
-    for (std::int64_t done = 0; done < count; done += block_voxels) {
-        const std::int64_t voxels_now = std::min(block_voxels, count - done);
-        file.read(reinterpret_cast<char*>(buffer.data()), voxels_now * type.bytes());
-        if (file.bad()) {
-            return {imagename + ": the image file cannot be read beyond byte " +
-                    std::to_string(done * type.bytes() + file.gcount()) + " of " +
-                    std::to_string(count * type.bytes())};
+    const std::int64_t room = std::min(block_bytes / type.bytes(), count);
+    std::vector<unsigned char> buffer(static_cast<std::size_t>(room * type.bytes()));
+    for (std::int64_t done = 0; done < count; done += room) {
+        const std::int64_t now = std::min(room, count - done);
+        if (Fault fault = read_block(file, imagename, type, swap, count, done, now, buffer.data())) {
+            return fault;
         }
-        if (!file) {
-            return fault_of_short_file(imagename, done * type.bytes() + file.gcount(), count, type);
-        }
-        decode_block(buffer.data(), voxels + done, voxels_now);
+        with_element(type.kind,
+                     [&](auto element) { decode<decltype(element)>(buffer.data(), voxels + done, now); });
     }
     return {};
 }
 
-void write_voxels(std::ostream& file, const ElementType& type, const double* voxels, std::int64_t count)
+Fault read_elements(std::istream& file, const std::string& imagename, const ElementType& type, bool swap,
+                    std::byte* elements, std::int64_t count)
 {
-    const Encoder encode_block = encoder_for(type);
-    std::vector<unsigned char> buffer(static_cast<std::size_t>(std::min(block_bytes, count * type.bytes())));
-    const std::int64_t block_voxels = block_bytes / type.bytes();
-    for (std::int64_t done = 0; done < count && file; done += block_voxels) {
-        const std::int64_t voxels_now = std::min(block_voxels, count - done);
-        encode_block(voxels + done, buffer.data(), voxels_now);
-        file.write(reinterpret_cast<const char*>(buffer.data()), voxels_now * type.bytes());
+    const std::int64_t room = block_bytes / type.bytes();
+    for (std::int64_t done = 0; done < count; done += room) {
+        auto* const block = reinterpret_cast<unsigned char*>(elements + done * type.bytes());
+        const std::int64_t now = std::min(room, count - done);
+        if (Fault fault = read_block(file, imagename, type, swap, count, done, now, block)) {
+            return fault;
+        }
+    }
+    return {};
+}
+
+void write_voxels(std::ostream& file, const ElementType& type, const VolumeRows& volume)
+{
+    const Encoder encode_rows = encoder_for(type);
+    const std::int64_t nx = volume.nx;
+    const std::int64_t rows = nx == 0 ? 0 : std::int64_t{volume.ny} * volume.nz;
+    // Threads make the rows of a block between them, then one writes it.
+    const std::int64_t block_rows =
+        std::max<std::int64_t>(1, 4 * block_bytes / std::max<std::int64_t>(1, nx * type.bytes()));
+    std::vector<unsigned char> buffer(
+        static_cast<std::size_t>(std::min(block_rows, rows) * nx * type.bytes()));
+    for (std::int64_t done = 0; done < rows && file; done += block_rows) {
+        const std::int64_t rows_now = std::min(block_rows, rows - done);
+#pragma omp parallel
+        {
+            std::vector<double> values(static_cast<std::size_t>(nx));
+#pragma omp for schedule(static)
+            for (std::int64_t r = 0; r < rows_now; ++r) {
+                const std::int64_t row = done + r;
+                volume.row(static_cast<int>(row / volume.ny), static_cast<int>(row % volume.ny),
+                           values.data());
+                encode_rows(values.data(), buffer.data() + r * nx * type.bytes(), nx);
+            }
+        }
+        file.write(reinterpret_cast<const char*>(buffer.data()), rows_now * nx * type.bytes());
     }
     file.flush();
 }

@@ -4,7 +4,9 @@
 
 #include "failure/Fault.h"
 #include "volume/ElementType.h"
+#include "volume/VolumeRows.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -32,11 +34,15 @@ namespace tonalign {
 [[nodiscard]] Fault read_voxels(std::istream& file, const std::string& imagename, const ElementType& type,
                                 bool swap, double* voxels, std::int64_t count);
 
-/// Writes voxels[0..count) to the stream in the given type and the machine's byte order.
+/// The same into elements[0..count) of the file's own type, in the machine's byte order.
+[[nodiscard]] Fault read_elements(std::istream& file, const std::string& imagename, const ElementType& type,
+                                  bool swap, std::byte* elements, std::int64_t count);
+
+/// Writes all rows of a volume to the stream in the given type and the machine's byte order.
 ///
 /// Floats are rounded to nearest. Integers are truncated toward zero, values beyond the 32-bit range taking
 /// its nearest end and NaN 0; the low bits of that 32-bit integer are stored. Stream errors are left in the
 /// stream's state.
-void write_voxels(std::ostream& file, const ElementType& type, const double* voxels, std::int64_t count);
+void write_voxels(std::ostream& file, const ElementType& type, const VolumeRows& volume);
 
 } // namespace tonalign

@@ -17,9 +17,9 @@ namespace tonalign::test {
 
 namespace {
 
-constexpr const char* names[] = {"bytes",     "bytes.img",  "shorts.hdr", "floats",  "doubles.img", "line",
-                                 "huge",      "cut",        "flat.hist",  "folder",  "text.hist",   "missing",
-                                 "out1.img",  "out2",       "1.hist",     "2.hist",  "3.hist",      "4.hist"};
+constexpr const char* names[] = {"bytes",    "bytes.img", "shorts.hdr", "floats", "doubles.img", "line",
+                                 "huge",     "cut",       "flat.hist",  "folder", "text.hist",   "missing",
+                                 "out1.img", "out2",      "1.hist",     "2.hist", "3.hist",      "4.hist"};
 
 void write_pair(const std::string& name, int nx, int ny, int nz, ElementType type, ByteOrder order,
                 const std::vector<double>& voxels)

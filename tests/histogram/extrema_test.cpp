@@ -140,8 +140,11 @@ TEST(Landmarks, AreFoundMatchedAndCombinedAsInPlainLists)
 TEST(ArrayExtremes, AreTheFirstBeyondALimitThatStandsForNone)
 {
     constexpr int limit = 100'000'000;
-    const std::pair<std::vector<int>, std::array<int, 4>> cases[] = { // least and where, most and where
-        {{4, -2, 7, -2, 7}, {-2, 2, 7, 3}}, {{limit, 2 * limit}, {limit, 77, 2 * limit, 2}}, {{-limit}, {-limit, 1, -limit, 77}}};
+    const std::pair<std::vector<int>, std::array<int, 4>> cases[] = {
+        // least and where, most and where
+        {{4, -2, 7, -2, 7}, {-2, 2, 7, 3}},
+        {{limit, 2 * limit}, {limit, 77, 2 * limit, 2}},
+        {{-limit}, {-limit, 1, -limit, 77}}};
     for (const auto& [values, expected] : cases) {
         const tonalign::OffsetMatrix<double> reals(2, 5);
         const tonalign::OffsetMatrix<int> integers(2, 5);

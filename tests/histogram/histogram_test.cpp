@@ -81,7 +81,8 @@ TEST(MappingBetweenCdfs, TakesTheNearestAndOfTiesTheLowestBin)
         std::vector<double> to(from.size());
         for (std::vector<double>* const values : {&from, &to}) {
             for (double& value : *values) {
-                value = dice.once_in(20) ? dice.any_of<double>({1e19, 2e19, -1e300, NAN}) : dice.between(-1, levels) * 0.5;
+                value = dice.once_in(20) ? dice.any_of<double>({1e19, 2e19, -1e300, NAN})
+                                         : dice.between(-1, levels) * 0.5;
             }
         }
         if (dice.once_in(2)) {

@@ -69,7 +69,11 @@ TEST(NumericDeathTest, RoutinesEndTheProcessWithTheirTextAndStatus)
         {[] { Nr::matrix(INT_MIN, INT_MAX, 1, 1); }, 1, "allocation failure 1 in matrix()"},
         {[] { Nr::imatrix(1, 3, 1, 715'827'883); }, 1, "allocation failure 2 in matrix()"},
         {[] { Nr::dmatrix(1, INT_MAX - 1, 1, INT_MAX); }, 1, "allocation failure 2 in matrix()"},
-        {[] { float parity; Nr::ludcmp(Floats(1, 1), 1, nullptr, &parity); }, 1, "Singular matrix in routine ludcmp"},
+        {[] {
+             float parity;
+             Nr::ludcmp(Floats(1, 1), 1, nullptr, &parity);
+         },
+         1, "Singular matrix in routine ludcmp"},
         {[] { Nr::bessi(1, 0.0F); }, 0, "[out]Index n less than 2 in bessi"},
     });
 }

@@ -15,10 +15,12 @@ TEST(Sanitizers, InForceStopTheProgramWithAStatusOfTheirOwn)
 {
     const std::string checkers = TONALIGN_SANITIZE;
     if (checkers.find("address") != std::string::npos) {
-        EXPECT_EXIT((number = block[number % 4], std::exit(0)), testing::ExitedWithCode(99), "heap-buffer-overflow");
+        EXPECT_EXIT((number = block[number % 4], std::exit(0)), testing::ExitedWithCode(99),
+                    "heap-buffer-overflow");
     }
     if (checkers.find("undefined") != std::string::npos) {
-        EXPECT_EXIT((number = number + 1, std::exit(0)), testing::ExitedWithCode(99), "signed integer overflow");
+        EXPECT_EXIT((number = number + 1, std::exit(0)), testing::ExitedWithCode(99),
+                    "signed integer overflow");
     }
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Files of a test: a directory that goes away with everything in it, whole files as bytes, and runs of programs on them.
+// Files of a test: a directory that goes away with everything in it, whole files as bytes, and runs of
+// programs on them.
 #pragma once
 
 #include <sys/wait.h>

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Changes what stored voxels stand for.
+#include "driver/RunVolume.h"
+
+#include "histogram/BinGeometry.h"
+#include "histogram/histogram.h"
+#include "volume/wide.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace tonalign {
+
+namespace {
+
+/// (v + shift) * factor, each operation rounded by itself, as two passes over the volume would round.
+TONALIGN_WIDE void shift_and_scale(double* values, std::int64_t count, double shift, double factor)
+{
+    for (std::int64_t j = 0; j < count; ++j) {
+        const double shifted = values[j] + shift;
+        values[j] = shifted * factor;
+    }
+}
+
+/// The result is written in 32-bit floats and millimetres; everything else stays as it was read.
+AnalyzeHeader output_header(const AnalyzeHeader& header)
+{
+    AnalyzeHeader result = header;
+    result.setDataType("float");
+    result.setVoxelUnits("mm");
+    return result;
+}
+
+/// Whether both zeros are among the values: which of them the volume holds first then shows in its range.
+bool hold_both_zeros(const std::vector<double>& values)
+{
+    const auto zero = [](bool negative) {
+        return [negative](double v) { return v == 0.0 && std::signbit(v) == negative; };
+    };
+    return std::any_of(values.begin(), values.end(), zero(true)) &&
+           std::any_of(values.begin(), values.end(), zero(false));
+}
+
+} // namespace
+
+Fault RunVolume::read(AnalyzeImage<double>& image)
+{
+    m_header = image.H;
+    if (Fault fault = image.readStored(m_stored)) {
+        return fault;
+    }
+    m_intensities.emplace(m_stored.view());
+    count();
+    measure();
+    return fault_of_voxels(rows(), m_range, image.imagename);
+}
+
+void RunVolume::row(int z, int y, double* values) const
+{
+    m_intensities->row(z, y, values);
+    const int nx = m_stored.view().nx;
+    if (m_last_step) {
+        shift_and_scale(values, nx, m_last_step->shift, m_last_step->factor);
+    }
+    if (!m_match.codes.areAbsent()) {
+        const std::int64_t first = (std::int64_t{z} * m_stored.view().ny + y) * nx;
+        const double* const matched = m_match.values.data();
+        m_match.codes.forEach(nx, static_cast<std::uint64_t>(first), [=](std::int64_t x, std::uint32_t code) {
+            values[x] = code == 0 ? values[x] : matched[code];
+        });
+    }
+}
+
+VolumeRows RunVolume::rows() const
+{
+    const VolumeView& view = m_stored.view();
+    return {view.nx, view.ny, view.nz, [this](int z, int y, double* values) { row(z, y, values); }};
+}
+
+/// Collects the intensities that a volume with levels has.
+void RunVolume::count()
+{
+    m_values.clear();
+    m_counts.clear();
+    for (std::size_t level = 0; level < m_intensities->values().size(); ++level) {
+        if (m_intensities->counts()[level] > 0) {
+            m_values.push_back(m_intensities->values()[level]);
+            m_counts.push_back(m_intensities->counts()[level]);
+        }
+    }
+}
+
+void RunVolume::measure()
+{
+    if (!hasCounts() || hold_both_zeros(m_values)) {
+        m_range = intensity_range(rows());
+        return;
+    }
+    const auto [least, greatest] = std::minmax_element(m_values.begin(), m_values.end());
+    const auto finite = [](double v) { return std::isfinite(v); };
+    m_range = {*least, *greatest, std::all_of(m_values.begin(), m_values.end(), finite)};
+}
+
+void RunVolume::calculateHistogram(double sigma, double** H, int N) const
+{
+    if (hasCounts()) {
+        calculate_histogram(m_values, m_counts, m_range, sigma, H, N);
+    } else {
+        calculate_histogram(rows(), m_range, sigma, H, N);
+    }
+}
+
+void RunVolume::map(const std::function<void(double*, std::int64_t)>& change)
+{
+    if (m_intensities->haveLevels()) {
+        m_intensities->map(change);
+        count();
+    } else {
+        // What the map gives may need all bits of a double.
+        const VolumeView& view = m_stored.view();
+        StoredVolume mapped(ElementKind::float64, view.nx, view.ny, view.nz);
+        auto* const values = reinterpret_cast<double*>(mapped.bytes());
+#pragma omp parallel for schedule(dynamic, 1)
+        for (int z = 0; z < view.nz; ++z) {
+            for (int y = 0; y < view.ny; ++y) {
+                double* const row = values + (std::int64_t{z} * view.ny + y) * view.nx;
+                m_intensities->row(z, y, row);
+                change(row, view.nx);
+            }
+        }
+        m_stored = std::move(mapped);
+        m_intensities.emplace(m_stored.view());
+    }
+    measure();
+}
+
+void RunVolume::match(double** hist2, int N)
+{
+    m_match = match_exactly(*m_intensities, m_range, hist2, N);
+    if (m_match.codes.areAbsent()) {
+        return;
+    }
+    if (hasCounts()) {
+        // Only the background keeps its intensities.
+        const BinGeometry bins(m_range, N);
+        std::vector<double> values = std::move(m_values);
+        std::vector<std::int64_t> counts = std::move(m_counts);
+        m_values.assign(m_match.values.begin() + 1, m_match.values.end());
+        m_counts.assign(m_match.counts.begin() + 1, m_match.counts.end());
+        for (std::size_t k = 0; k < values.size(); ++k) {
+            if (bins.binOf(values[k]) == 1) {
+                m_values.push_back(values[k]);
+                m_counts.push_back(counts[k]);
+            }
+        }
+    }
+    measure();
+}
+
+void RunVolume::shiftAndScale(double shift, double factor)
+{
+    const auto change = [=](double* values, std::int64_t count) {
+        shift_and_scale(values, count, shift, factor);
+    };
+    change(m_match.values.data(), static_cast<std::int64_t>(m_match.values.size()));
+    change(m_values.data(), static_cast<std::int64_t>(m_values.size()));
+    change(&m_range.minimum, 1);
+    change(&m_range.maximum, 1);
+    if (m_intensities->haveLevels()) {
+        m_intensities->map(change);
+    } else {
+        m_last_step = {shift, factor};
+    }
+}
+
+void RunVolume::save(const std::string& name) const
+{
+    AnalyzeImage<double> image;
+    image.H = output_header(m_header);
+    image.save(name.c_str(), rows());
+}
+
+} // namespace tonalign

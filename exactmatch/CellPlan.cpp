@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Settles cells, then parts of cells.
+#include "exactmatch/CellPlan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <utility>
+
+namespace tonalign {
+
+CellPlan::CellPlan(const Intensities& volume, const Cells& cells, const ShellSums& sums,
+                   const TargetRanges& target, const MatchingLimits& limits)
+    : m_volume(volume),
+      m_cells(cells),
+      m_sums(sums),
+      m_target(target),
+      m_limits(limits),
+      m_verdicts(cells.size())
+{
+    std::int64_t column = 0;
+    for (std::uint32_t c = 1; c < cells.size(); ++c) {
+        const Cells::Cell& cell = cells[c];
+        m_verdicts[c] =
+            verdict({column, cell.count, cell.isUniform() ? 1 : 0, cell.isUniform() ? 0 : cell.votes});
+        column += cell.count;
+    }
+    m_level_verdicts = cells.byLevel(m_verdicts);
+    m_divisions.reserve(2);
+    if (divide(1, m_verdicts)) {
+        divide(2, m_divisions[0].verdicts);
+    }
+}
+
+/// The verdict on voxels in adjacent columns, which may make a group of them.
+std::uint32_t CellPlan::verdict(const Group& group)
+{
+    if (m_target.endsIn(group.first_column, group.first_column + group.count - 1).empty()) {
+        return m_target.code(group.first_column);
+    }
+    m_groups.push_back(group);
+    return open | static_cast<std::uint32_t>(m_groups.size() - 1);
+}
+
+/// Divides all groups of a level, if they hold enough voxels to be worth it. The groups stand in these
+/// verdicts, which name their division from then on.
+bool CellPlan::divide(int level, std::vector<std::uint32_t>& verdicts)
+{
+    std::int64_t voxels = 0;
+    std::int64_t number = 0;
+    for (const Group& group : m_groups) {
+        voxels += group.level == level ? group.count : 0;
+        number += group.level == level ? 1 : 0;
+    }
+    const ShellSums::Span span = m_sums.span(level);
+    const std::int64_t most = number == 0 ? 0 : m_limits.table_entries / number;
+    // Sums beyond the range of a double have no part, nor have those of a range too narrow to be cut.
+    const bool cut = std::isfinite(span.least) && std::isfinite(span.least + span.width) &&
+                     std::isfinite(static_cast<double>(most) / span.width);
+    if (!cut || voxels <= m_volume.view().count() / m_limits.open_share || most < m_limits.fewest_parts) {
+        return false;
+    }
+    const bool exact = span.whole && span.width < static_cast<double>(most);
+    const double last = exact ? span.width : static_cast<double>(most - 1);
+    Division& division = m_divisions.emplace_back();
+    division = {level, {span.least, exact ? 1.0 : static_cast<double>(most) / span.width, last}, {}, {}};
+    for (std::uint32_t& v : verdicts) {
+        if ((v & open) != 0 && m_groups[v ^ open].level == level) {
+            Group& group = m_groups[v ^ open];
+            v = divided | static_cast<std::uint32_t>(division.groups.size());
+            division.groups.push_back(std::exchange(group, Group{group.first_column, 0, level, 0}));
+        }
+    }
+    m_level_verdicts = m_cells.byLevel(m_verdicts);
+    const std::vector<std::int64_t> counts = countParts(division);
+    division.verdicts.resize(counts.size());
+    for (std::size_t k = 0; k < counts.size(); ++k) {
+        Group& rest = division.groups[k / division.partCount()];
+        division.verdicts[k] = verdict({rest.first_column, counts[k], exact ? level + 1 : level, counts[k]});
+        rest.first_column += counts[k];
+    }
+    return true;
+}
+
+std::vector<std::int64_t> CellPlan::countParts(const Division& division) const
+{
+    const VolumeView& view = m_volume.view();
+    std::vector<std::int64_t> counts(division.groups.size() * division.partCount());
+#pragma omp parallel
+    {
+        std::vector<std::uint32_t> own(counts.size()); // 32 bits are half as much to keep cached
+        std::int64_t seen = 0;
+        const auto hand_over = [&] {
+#pragma omp critical
+            std::transform(own.begin(), own.end(), counts.begin(), counts.begin(), std::plus<>());
+            std::fill(own.begin(), own.end(), 0);
+            seen = 0;
+        };
+        Row row(m_sums, view.nx);
+#pragma omp for schedule(dynamic, 1) nowait
+        for (int z = 0; z < view.nz; ++z) {
+            const std::int64_t slice = std::int64_t{view.nx} * view.ny;
+            if (seen + slice > std::numeric_limits<std::uint32_t>::max()) {
+                hand_over();
+            }
+            seen += slice;
+            for (int y = 0; y < view.ny; ++y) {
+                if (judge(z, y, m_divisions.size() - 1, row)) {
+                    countRow(division, z, y, row, own.data());
+                }
+            }
+        }
+        hand_over();
+    }
+    return counts;
+}
+
+/// Counts the voxels of a row that belong to a division's groups, by their parts.
+void CellPlan::countRow(const Division& division, int z, int y, Row& row, std::uint32_t* counts)
+{
+    row.sums->findParts(division.level, z, y, division.parts, row.parts.data());
+    for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
+        if ((row.verdicts[x] & (open | divided)) == divided) {
+            ++counts[(row.verdicts[x] ^ divided) * division.partCount() + row.parts[x]];
+        }
+    }
+}
+
+/// Follows the verdicts through some divisions; gives back whether any of them names the next one.
+bool CellPlan::judge(int z, int y, std::size_t divisions, Row& row) const
+{
+    m_cells.look(z, y, m_verdicts, m_level_verdicts, row.cells, row.verdicts);
+    bool divides = anyDivided(row.verdicts);
+    for (std::size_t k = 0; divides && k < divisions; ++k) {
+        const Division& division = m_divisions[k];
+        row.sums->findParts(division.level, z, y, division.parts, row.parts.data());
+        for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
+            if ((row.verdicts[x] & (open | divided)) == divided) {
+                const std::size_t group = row.verdicts[x] ^ divided;
+                row.verdicts[x] = division.verdicts[group * division.partCount() + row.parts[x]];
+            }
+        }
+        divides = anyDivided(row.verdicts);
+    }
+    return divides;
+}
+
+bool CellPlan::anyDivided(const std::vector<std::uint32_t>& verdicts)
+{
+    std::uint32_t any = 0;
+    for (const std::uint32_t v : verdicts) {
+        any |= (v & open) != 0 ? 0 : v;
+    }
+    return (any & divided) != 0;
+}
+
+} // namespace tonalign

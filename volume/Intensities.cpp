@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Counts levels, and reads rows through the table of their intensities.
+#include "volume/Intensities.h"
+
+#include "volume/VolumeRows.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <type_traits>
+
+namespace tonalign {
+
+namespace {
+
+/// Whether volumes of this element have levels.
+template <typename Element>
+constexpr bool has_levels = std::is_integral_v<Element> && sizeof(Element) <= 2;
+
+/// Counts the levels of every slice. Four tables take turns, so that a run of equal voxels does not wait for
+/// its own last increment.
+template <typename Element>
+std::vector<std::int64_t> count_levels(const VolumeView& view)
+{
+    constexpr std::size_t levels = std::size_t{1} << (8 * sizeof(Element));
+    constexpr std::size_t tables = sizeof(Element) == 1 ? 4 : 1;
+    std::vector<std::int64_t> counts(levels);
+#pragma omp parallel
+    {
+        std::vector<std::int64_t> own(levels * tables);
+#pragma omp for schedule(dynamic, 1) nowait
+        for (int z = 0; z < view.nz; ++z) {
+            for (int y = 0; y < view.ny; ++y) {
+                const Element* const row = view.row<Element>(z, y);
+                for (int x = 0; x < view.nx; ++x) {
+                    const std::size_t table = static_cast<std::size_t>(x) % tables;
+                    ++own[table * levels + Intensities::level(row[x * view.stride_x])];
+                }
+            }
+        }
+#pragma omp critical
+        for (std::size_t k = 0; k < own.size(); ++k) {
+            counts[k % levels] += own[k];
+        }
+    }
+    return counts;
+}
+
+} // namespace
+
+Intensities::Intensities(const VolumeView& view) : m_view(view)
+{
+    with_element(view.kind, [this](auto element) {
+        using Element = decltype(element);
+        if constexpr (has_levels<Element>) {
+            m_counts = count_levels<Element>(m_view);
+            m_values.resize(m_counts.size());
+            std::iota(m_values.begin(), m_values.end(),
+                      static_cast<double>(std::numeric_limits<Element>::min()));
+        }
+    });
+}
+
+void Intensities::map(const std::function<void(double*, std::int64_t)>& change)
+{
+    change(m_values.data(), static_cast<std::int64_t>(m_values.size()));
+    m_mapped = true;
+}
+
+void Intensities::row(int z, int y, double* values) const
+{
+    with_element(m_view.kind, [&](auto element) {
+        using Element = decltype(element);
+        const Element* const row = m_view.row<Element>(z, y);
+        for (int x = 0; x < m_view.nx; ++x) {
+            const Element voxel = row[x * m_view.stride_x];
+            if constexpr (has_levels<Element>) {
+                values[x] = m_values[level(voxel)];
+            } else {
+                values[x] = static_cast<double>(voxel);
+            }
+        }
+    });
+}
+
+VolumeRows Intensities::rows() const
+{
+    return {m_view.nx, m_view.ny, m_view.nz, [this](int z, int y, double* values) { row(z, y, values); }};
+}
+
+} // namespace tonalign
