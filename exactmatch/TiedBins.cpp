@@ -104,10 +104,9 @@ public:
         }
         alone.erase(std::unique(alone.begin(), alone.end()), alone.end());
         arrange<Position>(m_entries, alone);
-        std::vector<std::uint64_t> keys;
-        for (const std::int64_t end : ends) {
-            keys.push_back(m_entries[static_cast<std::size_t>(end)].key);
-        }
+        std::vector<std::uint64_t> keys(ends.size());
+        std::transform(ends.begin(), ends.end(), keys.begin(),
+                       [this](std::int64_t end) { return m_entries[static_cast<std::size_t>(end)].key; });
         for (std::int64_t column = 0; const Entry& entry : m_entries) {
             const auto [equal, above] = std::equal_range(keys.begin(), keys.end(), entry.key);
             if (equal != above) {
