@@ -26,14 +26,16 @@ void tonalign::test::try_input(std::string input)
             image.H.setDataType("double");
             image.save(saved.c_str());
             const AnalyzeImage<double> again(saved.c_str());
-            require(again.H.hasSameBytes(image.H) && bits_of(again.D) == bits_of(image.D), "a saved pair comes back");
+            require(again.H.hasSameBytes(image.H) && bits_of(again.D) == bits_of(image.D),
+                    "a saved pair comes back");
         }
     } else if (kind == 1) {
         Image image;
         if (completes([&] { image.Load(loaded.c_str()); }) && image.data != nullptr) {
             require(image.Save(saved.c_str()) == 1, "an image with voxels is saved");
             const std::int64_t count = std::int64_t{image.nx} * image.ny * image.nz;
-            require(std::equal(image.data, image.data + count, Image(saved.c_str()).data), "saved voxels come back");
+            require(std::equal(image.data, image.data + count, Image(saved.c_str()).data),
+                    "saved voxels come back");
         }
     } else if (!fault_of_histogram_length(loaded + ".hdr", bins)) { // what passes is as small as the input
         const HistogramArray hist(bins);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The whole of a fuzz target but its try_input(). With TONALIGN_REPLAY the inputs are those of a corpus folder, else
-// libFuzzer's.
+// The whole of a fuzz target but its try_input(). With TONALIGN_REPLAY the inputs are those of a corpus
+// folder, else libFuzzer's.
 #pragma once
 
 #include "failure/end_process.h"
