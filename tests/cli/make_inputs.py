@@ -8,19 +8,13 @@ from pathlib import Path
 
 # datatype and bitpix of each element type, by its struct format
 CODES = {"B": (2, 8), "h": (4, 16), "i": (8, 32), "f": (16, 32), "d": (64, 64)}
-
 # 4 x 3 x 2: a background of 0, several ties, one brightest voxel
-SCAN = [0, 0, 10, 20,   0, 30, 30, 40,    10, 50, 30, 20,
-        0, 60, 10, 0,   20, 30, 100, 40,  0, 50, 10, 0]
-
+SCAN = [0, 0, 10, 20, 0, 30, 30, 40, 10, 50, 30, 20, 0, 60, 10, 0, 20, 30, 100, 40, 0, 50, 10, 0]
 # 3 x 3 x 2: another size, another range, below zero too
-TARGET = [-5, -5, 0,   12, 35, 35,     60, 80, 80,
-          80, 110, 140,  200, 200, 220,  260, 300, -5]
-
+TARGET = [-5, -5, 0, 12, 35, 35, 60, 80, 80, 80, 110, 140, 200, 200, 220, 260, 300, -5]
 # 20 x 20 x 20: 8000 voxels of many ties, and an outlier at each end that is less than 0.02 % of them
 CUBE = [(7 * x * y + 11 * y * z + 5 * z * x) % 97 + 100 for z in range(20) for y in range(20) for x in range(20)]
 CUBE[4321], CUBE[1234] = 400, 0
-
 # bin 1 holds the background, bins 3 and 6 are empty
 FREQUENCIES = [40, 2, 0, 4, 5, 0, 2, 3]
 
