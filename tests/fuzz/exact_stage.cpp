@@ -53,8 +53,8 @@ void try_input(std::string input)
     const IntensityRange range = intensity_range(matched);
     const double total = sum_of_frequencies(target);
     const double width = range.maximum - range.minimum;
-    if (!std::isfinite(total) || !std::isfinite(1.0 / total) || !range.finite || !std::isfinite(255.0 / width) ||
-        !std::isfinite(width)) {
+    if (!std::isfinite(total) || !std::isfinite(1.0 / total) || !range.finite ||
+        !std::isfinite(255.0 / width) || !std::isfinite(width)) {
         return;
     }
     normalise(target, total);
