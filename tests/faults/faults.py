@@ -3,9 +3,10 @@
 """Lets runs fail in every way and looks at what is left: faults.py [--every N] [--only TEXT] BUILD
 
 BUILD is the folder of the programs. strace makes each call of a run on its files fail once in every way of ACTIONS
-(every N-th of them is tried), then come the surroundings. Whatever happens, each output is as it was before or whole, a
-header and its image belong together, an old file is still there, nothing temporary stays, and what was lost is told. The
-last line is `faults tried N, handled N, wrong N`; the status is 1 if any was wrong or none was tried, 77 without strace.
+(every N-th of them is tried), then come the surroundings. Whatever happens, each output is as it was before or whole,
+a header and its image belong together, an old file is still there, nothing temporary stays, and what was lost is told.
+The last line is `faults tried N, handled N, wrong N`; the status is 1 if any was wrong or none was tried, 77 without
+strace.
 """
 
 import argparse
