@@ -102,7 +102,7 @@ INPUTS = {
     "header-pipe": volume(os.mkfifo),
     "header-short": volume(Path.mkdir, b"", RECORD[:1]),
     "header-cut": volume(RECORD[:100], RECORD[:347]),
-    "size-of-header": volume(*(size + RECORD[4:] for size in (b"\0\0\0\0", b"\xff" * 4, b"\x5b\1\0\0", b"\1\0\1\x5c"))),
+    "size-of-header": volume(*(struct.pack("<i", n) + RECORD[4:] for n in (0, 1, -1, 347, 349, 0x5C010001))),
     "x-below-1": volume(*dim(1, 0, -1, -32768), header((-4, -3, -2), "B")),
     "y-below-1": volume(*dim(2, 0, -1, -32768), header((4, 0, -2), "B")),
     "z-below-1": volume(*dim(3, 0, -1, -32768)),

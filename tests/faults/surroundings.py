@@ -20,8 +20,8 @@ class Surroundings:
 
     def __init__(self, build, folder):
         self.folder, self.tool = folder, build / "tonalign"
-        for name, content in zip(("scan.hdr", "scan.img"), (make_inputs.header((4, 3, 2), "B"), bytes(make_inputs.SCAN))):
-            (folder / name).write_bytes(content)
+        (folder / "scan.hdr").write_bytes(make_inputs.header((4, 3, 2), "B"))
+        (folder / "scan.img").write_bytes(bytes(make_inputs.SCAN))
         (folder / "target.hist").write_text("".join(f"{i + 0.5} {1 + i % 7}\n" for i in range(64)))
         self.run()
         self.whole = [self.path(name).read_bytes() for name in FILES]
@@ -33,8 +33,8 @@ class Surroundings:
 
     def run(self, launch=(), **options):
         """What the run said on standard output and standard error."""
-        done = subprocess.run([*launch, self.tool, "scan", "target.hist", "out", "64", "b.hist", "a.hist"], cwd=self.folder,
-                              capture_output=True, timeout=60, check=False, **options)
+        command = [*launch, self.tool, "scan", "target.hist", "out", "64", "b.hist", "a.hist"]
+        done = subprocess.run(command, cwd=self.folder, capture_output=True, timeout=60, check=False, **options)
         return done.stdout.decode() + done.stderr.decode()
 
     def make_old(self, *names):
