@@ -22,6 +22,7 @@ SPOILT = (  # the reason, the file that is spoilt, and what becomes of its conte
     ("-out.img: No such file or directory", "-out.img", None),
     ("the image file holds 99 bytes, but its header needs 6336", "-mapped.img", lambda image: image[:99]),
     ("-out.img: some voxels are not finite", "-out.img", lambda image: image[:-4] + b"\xff" * 4),
+    ("the histogram file holds something else than numbers", "-out.hist", lambda content: b"centre" + content),
     ("the histogram files after the run are", "-out.hist", lambda content: b"0 0.03125 " * BINS),
 )
 SCALED = [(48, "h", 3), (108, "f", 352), (112, "f", 0.5), (344, "4s", b"ni1")]
