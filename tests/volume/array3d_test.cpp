@@ -140,6 +140,7 @@ TEST(Array3D, RefusesImpossibleBoxesAndArithmeticOnNothing)
         EXPECT_EQ(ended([&] { volume_in(box); }).status, i % 4 == 0 ? -1 : 1) << i;
     }
     Array3D<double> v(1, 1, 2);
+    v = 0.0;
     v += 3.0;
     v *= 0.5;
     EXPECT_EQ(voxels_of(v), std::vector<double>(2, 1.5));
