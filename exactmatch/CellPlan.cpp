@@ -119,10 +119,13 @@ std::vector<std::int64_t> CellPlan::countParts(const Division& division) const
 /// Counts the voxels of a row that belong to a division's groups, by their parts.
 void CellPlan::countRow(const Division& division, int z, int y, Row& row, std::uint32_t* counts)
 {
+    const std::uint32_t parts = division.partCount();
     row.sums->findParts(division.level, z, y, division.parts, row.parts.data());
+    const std::uint32_t* const verdicts = row.verdicts.data();
+    const std::uint32_t* const part = row.parts.data();
     for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
-        if ((row.verdicts[x] & (open | divided)) == divided) {
-            ++counts[(row.verdicts[x] ^ divided) * division.partCount() + row.parts[x]];
+        if ((verdicts[x] & (open | divided)) == divided) {
+            ++counts[(verdicts[x] ^ divided) * parts + part[x]];
         }
     }
 }
@@ -134,14 +137,17 @@ bool CellPlan::judge(int z, int y, std::size_t divisions, Row& row) const
     bool divides = anyDivided(row.verdicts);
     for (std::size_t k = 0; divides && k < divisions; ++k) {
         const Division& division = m_divisions[k];
+        const std::uint32_t parts = division.partCount();
         row.sums->findParts(division.level, z, y, division.parts, row.parts.data());
+        std::uint32_t* const verdicts = row.verdicts.data();
+        const std::uint32_t* const part = row.parts.data();
+        const std::uint32_t* const by_part = division.verdicts.data();
         for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
-            if ((row.verdicts[x] & (open | divided)) == divided) {
-                const std::size_t group = row.verdicts[x] ^ divided;
-                row.verdicts[x] = division.verdicts[group * division.partCount() + row.parts[x]];
+            if ((verdicts[x] & (open | divided)) == divided) {
+                verdicts[x] = by_part[(verdicts[x] ^ divided) * parts + part[x]];
             }
         }
-        divides = anyDivided(row.verdicts);
+        divides = k + 1 < m_divisions.size() && anyDivided(row.verdicts);
     }
     return divides;
 }
@@ -150,7 +156,7 @@ bool CellPlan::anyDivided(const std::vector<std::uint32_t>& verdicts)
 {
     std::uint32_t any = 0;
     for (const std::uint32_t v : verdicts) {
-        any |= (v & open) != 0 ? 0 : v;
+        any |= v & ~(static_cast<std::uint32_t>(static_cast<std::int32_t>(v) >> 31));
     }
     return (any & divided) != 0;
 }

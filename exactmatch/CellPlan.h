@@ -70,7 +70,7 @@ private:
         std::vector<Group> groups;
         std::vector<std::uint32_t> verdicts; ///< by group and part
 
-        std::size_t partCount() const { return static_cast<std::size_t>(parts.last) + 1; }
+        std::uint32_t partCount() const { return static_cast<std::uint32_t>(parts.last) + 1; }
     };
 
     std::uint32_t verdict(const Group& group);

@@ -8,6 +8,7 @@
 #include <limits>
 #include <numeric>
 #include <type_traits>
+#include <utility>
 
 namespace tonalign {
 
@@ -17,31 +18,52 @@ namespace {
 template <typename Element>
 constexpr bool has_levels = std::is_integral_v<Element> && sizeof(Element) <= 2;
 
-/// Counts the levels of every slice. Four tables take turns, so that a run of equal voxels does not wait for
-/// its own last increment.
+/// Counts a row's levels. Four tables take turns, so that a run of equal voxels does not wait for its own
+/// last increment.
+template <typename Element>
+void count_row(const Element* row, int count, std::ptrdiff_t stride, std::uint32_t* tables,
+               std::size_t levels)
+{
+    int x = 0;
+    for (; x + 4 <= count; x += 4, row += 4 * stride) {
+        ++tables[Intensities::level(row[0])];
+        ++tables[levels + Intensities::level(row[stride])];
+        ++tables[2 * levels + Intensities::level(row[2 * stride])];
+        ++tables[3 * levels + Intensities::level(row[3 * stride])];
+    }
+    for (; x < count; ++x, row += stride) {
+        ++tables[Intensities::level(*row)];
+    }
+}
+
 template <typename Element>
 std::vector<std::int64_t> count_levels(const VolumeView& view)
 {
     constexpr std::size_t levels = std::size_t{1} << (8 * sizeof(Element));
-    constexpr std::size_t tables = sizeof(Element) == 1 ? 4 : 1;
     std::vector<std::int64_t> counts(levels);
 #pragma omp parallel
     {
-        std::vector<std::int64_t> own(levels * tables);
+        std::vector<std::uint32_t> own(levels * 4);
+        std::int64_t seen = 0;
+        const auto hand_over = [&] {
+#pragma omp critical
+            for (std::size_t k = 0; k < own.size(); ++k) {
+                counts[k % levels] += std::exchange(own[k], 0);
+            }
+            seen = 0;
+        };
 #pragma omp for schedule(dynamic, 1) nowait
         for (int z = 0; z < view.nz; ++z) {
+            const std::int64_t slice = std::int64_t{view.nx} * view.ny;
+            if (seen + slice > std::numeric_limits<std::uint32_t>::max()) {
+                hand_over();
+            }
+            seen += slice;
             for (int y = 0; y < view.ny; ++y) {
-                const Element* const row = view.row<Element>(z, y);
-                for (int x = 0; x < view.nx; ++x) {
-                    const std::size_t table = static_cast<std::size_t>(x) % tables;
-                    ++own[table * levels + Intensities::level(row[x * view.stride_x])];
-                }
+                count_row(view.row<Element>(z, y), view.nx, view.stride_x, own.data(), levels);
             }
         }
-#pragma omp critical
-        for (std::size_t k = 0; k < own.size(); ++k) {
-            counts[k % levels] += own[k];
-        }
+        hand_over();
     }
     return counts;
 }
