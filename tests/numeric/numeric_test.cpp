@@ -62,7 +62,7 @@ TEST(OffsetArrays, KeepTheirElementsInOneRunAndGiveEverythingBack)
 
 TEST(NumericDeathTest, RoutinesEndTheProcessWithTheirTextAndStatus)
 {
-    expect_ends({
+    const std::tuple<std::function<void()>, int, std::string> ends[] = {
         {[] { Nr::vector(1, INT_MAX); }, 1, "allocation failure in vector()"},
         {[] { Nr::ivector(INT_MIN, 0); }, 1, "allocation failure in ivector()"},
         {[] { Nr::dvector(-5, INT_MAX); }, 1, "allocation failure in dvector()"},
@@ -75,7 +75,10 @@ TEST(NumericDeathTest, RoutinesEndTheProcessWithTheirTextAndStatus)
          },
          1, "Singular matrix in routine ludcmp"},
         {[] { Nr::bessi(1, 0.0F); }, 0, "[out]Index n less than 2 in bessi"},
-    });
+    };
+    for (const auto& [action, status, text] : ends) {
+        EXPECT_EQ(ended(action), (Ended{status, text}));
+    }
 }
 
 /// Gaussian elimination subtracts the same products in the same order, so that even the bits agree.

@@ -6,13 +6,11 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace tonalign::test {
 
 /// How an action ended the process: the status, -1 when it did not, and everything it wrote, blanks included,
-/// with
-/// "[out]" before each line of standard output, so that one text tells what went where in which order.
+/// with "[out]" before each line of standard output, so that one text tells what went where in which order.
 struct Ended
 {
     int status;
@@ -23,20 +21,5 @@ struct Ended
 
 /// The exit is replaced by an exception, which must not leave a destructor or a parallel region.
 Ended ended(const std::function<void()>& action);
-
-/// An action that ends the process, and how.
-struct ProcessEnd
-{
-    std::function<void()> action;
-    int status;
-    std::string text;
-};
-
-inline void expect_ends(const std::vector<ProcessEnd>& ends)
-{
-    for (const ProcessEnd& end : ends) {
-        EXPECT_EQ(ended(end.action), (Ended{end.status, end.text}));
-    }
-}
 
 } // namespace tonalign::test

@@ -14,7 +14,7 @@ TEST(Average, IsThatOfTheTranscriptionToTheLastDigit)
     for (const int bins : {2, 3, 17, 256}) {
         const TemporaryDirectory directory;
         Dice dice(500 + static_cast<std::uint64_t>(bins));
-        std::vector<std::string> argv{TONALIGN_AVERAGE_PROGRAM, "mean.hist", std::to_string(bins)};
+        std::vector<std::string> argv{TONALIGN_PROGRAM, "mean.hist", std::to_string(bins)};
         Histogram sum(bins);
         Histogram mean(bins);
         for (double count = 1.0; count <= 12.0; ++count) {
