@@ -63,13 +63,11 @@ void RunVolume::row(int z, int y, double* values) const
     if (m_last_step) {
         shift_and_scale(values, nx, m_last_step->shift, m_last_step->factor);
     }
-    if (!m_match.codes.areAbsent()) {
-        const std::int64_t first = (std::int64_t{z} * m_stored.view().ny + y) * nx;
-        const double* const matched = m_match.values.data();
-        m_match.codes.forEach(nx, static_cast<std::uint64_t>(first), [=](std::int64_t x, std::uint32_t code) {
-            values[x] = code == 0 ? values[x] : matched[code];
-        });
-    }
+    const std::int64_t first = (std::int64_t{z} * m_stored.view().ny + y) * nx;
+    const double* const matched = m_match.values.data();
+    m_match.codes.forEach(nx, static_cast<std::uint64_t>(first), [=](std::int64_t x, std::uint32_t code) {
+        values[x] = code == 0 ? values[x] : matched[code];
+    });
 }
 
 VolumeRows RunVolume::rows() const
@@ -176,9 +174,40 @@ void RunVolume::shiftAndScale(double shift, double factor)
 
 void RunVolume::save(const std::string& name) const
 {
+    VolumeRows volume = rows();
+    // A volume with levels has few values: the ranges', then the levels'.
+    std::vector<float> floats(m_match.values.begin(), m_match.values.end());
+    const auto levels = static_cast<std::uint32_t>(floats.size());
+    floats.insert(floats.end(), m_intensities->values().begin(), m_intensities->values().end());
+    if (m_intensities->haveLevels()) {
+        volume.float_row = [&, this](int z, int y, float* row) { floatRow(z, y, floats, levels, row); };
+    }
     AnalyzeImage<double> image;
     image.H = output_header(m_header);
-    image.save(name.c_str(), rows());
+    image.save(name.c_str(), volume);
+}
+
+/// @param levels  where the table's entry for level 0 is; the codes' come first
+void RunVolume::floatRow(int z, int y, const std::vector<float>& table, std::uint32_t levels,
+                         float* row) const
+{
+    const VolumeView& view = m_stored.view();
+    with_element(view.kind, [&](auto element) {
+        using Element = decltype(element);
+        if constexpr (sizeof(Element) <= 2) {
+            const Element* const voxels = view.row<Element>(z, y);
+            const float* const floats = table.data();
+            const std::int64_t first = (std::int64_t{z} * view.ny + y) * view.nx;
+            m_match.codes.forEach(view.nx, static_cast<std::uint64_t>(first),
+                                  [=](std::int64_t x, std::uint32_t code) {
+                                      const std::uint32_t at_level = levels + Intensities::level(voxels[x]);
+                                      row[x] = floats[code == 0 ? at_level : code];
+                                  });
+            for (int x = 0; m_match.codes.areAbsent() && x < view.nx; ++x) {
+                row[x] = floats[levels + Intensities::level(voxels[x])];
+            }
+        }
+    });
 }
 
 } // namespace tonalign

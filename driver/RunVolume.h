@@ -61,6 +61,7 @@ private:
 
     VolumeRows rows() const;
     void row(int z, int y, double* values) const;
+    void floatRow(int z, int y, const std::vector<float>& table, std::uint32_t levels, float* row) const;
     bool hasCounts() const { return m_intensities->haveLevels(); }
     void count();
     void measure();

@@ -5,6 +5,8 @@
 #include "driver/reports.h"
 #include "failure/unattended_run.h"
 
+#include <malloc.h>
+
 #include <iostream>
 
 int main(int argc, char** argv)
@@ -12,6 +14,9 @@ int main(int argc, char** argv)
     using namespace tonalign;
 
     prepare_for_unattended_run("tonalign");
+#ifdef M_MMAP_THRESHOLD
+    mallopt(M_MMAP_THRESHOLD, 1 << 20); // large blocks go back to the system when they are freed, always
+#endif
     const RunClock clock;
     echo_arguments(argc, argv);
     const RunParameters parameters = parse_arguments(argc, argv);

@@ -121,12 +121,18 @@ void CellPlan::countRow(const Division& division, int z, int y, Row& row, std::u
 {
     const std::uint32_t parts = division.partCount();
     row.sums->findParts(division.level, z, y, division.parts, row.parts.data());
+    // Listed first, without a branch: which voxels are divided cannot be predicted.
+    std::uint32_t listed = 0;
+    std::uint32_t* const list = row.list.data();
     const std::uint32_t* const verdicts = row.verdicts.data();
     const std::uint32_t* const part = row.parts.data();
     for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
-        if ((verdicts[x] & (open | divided)) == divided) {
-            ++counts[(verdicts[x] ^ divided) * parts + part[x]];
-        }
+        const std::uint32_t verdict = verdicts[x];
+        list[listed] = (verdict ^ divided) * parts + part[x];
+        listed += (verdict & divided) != 0 ? 1 : 0;
+    }
+    for (std::uint32_t k = 0; k < listed; ++k) {
+        ++counts[list[k]];
     }
 }
 
@@ -139,13 +145,14 @@ bool CellPlan::judge(int z, int y, std::size_t divisions, Row& row) const
         const Division& division = m_divisions[k];
         const std::uint32_t parts = division.partCount();
         row.sums->findParts(division.level, z, y, division.parts, row.parts.data());
-        std::uint32_t* const verdicts = row.verdicts.data();
-        const std::uint32_t* const part = row.parts.data();
         const std::uint32_t* const by_part = division.verdicts.data();
+        const std::uint32_t* const part = row.parts.data();
+        std::uint32_t* const verdicts = row.verdicts.data();
         for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
-            if ((verdicts[x] & (open | divided)) == divided) {
-                verdicts[x] = by_part[(verdicts[x] ^ divided) * parts + part[x]];
-            }
+            const std::uint32_t verdict = verdicts[x];
+            const bool follows = (verdict & divided) != 0;
+            const std::uint32_t next = by_part[follows ? (verdict ^ divided) * parts + part[x] : 0];
+            verdicts[x] = follows ? next : verdict;
         }
         divides = k + 1 < m_divisions.size() && anyDivided(row.verdicts);
     }
@@ -156,7 +163,7 @@ bool CellPlan::anyDivided(const std::vector<std::uint32_t>& verdicts)
 {
     std::uint32_t any = 0;
     for (const std::uint32_t v : verdicts) {
-        any |= v & ~(static_cast<std::uint32_t>(static_cast<std::int32_t>(v) >> 31));
+        any |= v;
     }
     return (any & divided) != 0;
 }

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace tonalign {
@@ -42,17 +43,35 @@ public:
             : cells(nx),
               verdicts(static_cast<std::size_t>(nx)),
               parts(static_cast<std::size_t>(nx)),
+              list(static_cast<std::size_t>(nx) + 1),
               sums(shell_sums.rows())
         {
+        }
+
+        /// The voxels that are open.
+        std::span<const std::uint32_t> listOpen()
+        {
+            // Without a branch: which ones are open cannot be predicted.
+            std::uint32_t listed = 0;
+            const std::uint32_t* const verdict = verdicts.data();
+            std::uint32_t* const xs = list.data();
+            const auto nx = static_cast<std::uint32_t>(verdicts.size());
+            for (std::uint32_t x = 0; x < nx; ++x) {
+                xs[listed] = x;
+                listed += verdict[x] >> 31;
+            }
+            return {xs, listed};
         }
 
         Cells::Row cells;
         std::vector<std::uint32_t> verdicts; ///< by voxel
         std::vector<std::uint32_t> parts;
+        std::vector<std::uint32_t> list; ///< of some of the voxels
         std::unique_ptr<ShellSums::Rows> sums;
     };
 
-    /// A verdict is the code of a range, 0 for the background, or `open` and the number of a group.
+    /// A verdict is the code of a range, 0 for the background, or `open` and the number of a group. Codes and
+    /// numbers stay below 2^30.
     static constexpr std::uint32_t open = std::uint32_t{1} << 31;
 
     /// Finds the verdicts of row (z, y).

@@ -62,17 +62,21 @@ public:
     /// Whether a bin is known to hold one intensity only.
     bool isUniform(int bin) const;
 
-    /// What a table by cell says of each level; empty where the volume has none.
+    /// What a table by cell, or by bin, says of each level; empty where the volume has none.
     std::vector<std::uint32_t> byLevel(const std::vector<std::uint32_t>& by_cell) const;
+    std::vector<std::uint32_t> byLevelOfBins(const std::vector<std::uint32_t>& by_bin) const;
 
     /// What a table says of the cell of each voxel of row (z, y); `by_level` is made of it.
     void look(int z, int y, const std::vector<std::uint32_t>& by_cell,
               const std::vector<std::uint32_t>& by_level, Row& row, std::vector<std::uint32_t>& found) const;
 
-    /// Finds the bins of row (z, y).
-    void findBins(int z, int y, Row& row) const;
+    /// The same for a table that says it of bins.
+    void lookAtBins(int z, int y, const std::vector<std::uint32_t>& by_bin,
+                    const std::vector<std::uint32_t>& by_level, Row& row,
+                    std::vector<std::uint32_t>& found) const;
 
 private:
+    void findBins(int z, int y, Row& row) const;
     void takeLevels();
     void countVoxels();
     bool split(std::int64_t share);

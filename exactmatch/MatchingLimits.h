@@ -24,8 +24,8 @@ struct MatchingLimits
     /// Nearest sums are counted when more than one of so many voxels is still open.
     std::int64_t open_share = 16;
 
-    /// Entries of a thread's table of nearest sums, 4 MB.
-    std::int64_t table_entries = 1 << 19;
+    /// Entries of a thread's table of nearest sums, 1 MB.
+    std::int64_t table_entries = 1 << 18;
 
     /// Parts of a cell below which a table is not worth its pass.
     std::int64_t fewest_parts = 16;

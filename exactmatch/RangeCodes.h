@@ -4,8 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <vector>
+#include <cstdlib>
+#include <memory>
+#include <new>
 
 namespace tonalign {
 
@@ -17,11 +18,14 @@ public:
     RangeCodes() = default;
     RangeCodes(std::int64_t voxels, std::uint32_t largest)
         : m_bytes(largest <= 0xFF ? 1 : (largest <= 0xFFFF ? 2 : 4)),
-          m_codes(static_cast<std::size_t>(voxels) * m_bytes)
+          m_codes(std::calloc(static_cast<std::size_t>(voxels), m_bytes))
     {
+        if (m_codes == nullptr) {
+            throw std::bad_alloc();
+        }
     }
 
-    bool areAbsent() const { return m_codes.empty(); }
+    bool areAbsent() const { return m_codes == nullptr; }
 
     void set(std::uint64_t voxel, std::uint32_t code) { copy(1, &code, voxel); }
 
@@ -30,19 +34,22 @@ public:
     {
         visit([&](auto code) {
             using Code = decltype(code);
-            auto* const own = reinterpret_cast<Code*>(m_codes.data()) + first;
+            auto* const own = static_cast<Code*>(m_codes.get()) + first;
             for (std::int64_t j = 0; j < count; ++j) {
                 own[j] = static_cast<Code>(codes[j]);
             }
         });
     }
 
-    /// Calls take(j, code) for `count` voxels from `first` on.
+    /// Calls take(j, code) for `count` voxels from `first` on; absent codes are no calls.
     template <typename Take>
     void forEach(std::int64_t count, std::uint64_t first, Take take) const
     {
+        if (areAbsent()) {
+            return;
+        }
         visit([&](auto code) {
-            const auto* const own = reinterpret_cast<const decltype(code)*>(m_codes.data()) + first;
+            const auto* const own = static_cast<const decltype(code)*>(m_codes.get()) + first;
             for (std::int64_t j = 0; j < count; ++j) {
                 take(j, own[j]);
             }
@@ -62,8 +69,13 @@ private:
         }
     }
 
+    struct Free
+    {
+        void operator()(void* memory) const { std::free(memory); }
+    };
+
     std::size_t m_bytes = 1;
-    std::vector<unsigned char> m_codes; ///< aligned for any type by its allocator
+    std::unique_ptr<void, Free> m_codes; ///< zeros, which the system makes where they are first touched
 };
 
 } // namespace tonalign

@@ -197,7 +197,7 @@ private:
         KeyLayout(const TypedSums& sums, int first_level) : m_first_level(first_level)
         {
             for (int level = first_level; level < feature_levels; ++level) {
-                m_least[static_cast<std::size_t>(level)] = sums.span(level).least;
+                m_least[static_cast<std::size_t>(level)] = static_cast<std::int64_t>(sums.span(level).least);
                 m_bits[static_cast<std::size_t>(level)] = sums.bits(level);
             }
         }
@@ -206,13 +206,13 @@ private:
         std::uint64_t appended(std::uint64_t key, int level, Sum sum) const
         {
             const auto l = static_cast<std::size_t>(level);
-            const auto above = static_cast<std::uint64_t>(static_cast<double>(sum) - m_least[l]);
+            const auto above = static_cast<std::uint64_t>(static_cast<std::int64_t>(sum) - m_least[l]);
             return level == m_first_level ? above : key << m_bits[l] | above;
         }
 
     private:
         int m_first_level;
-        std::array<double, feature_levels> m_least = {};
+        std::array<std::int64_t, feature_levels> m_least = {};
         std::array<int, feature_levels> m_bits = {};
     };
 

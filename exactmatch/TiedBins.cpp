@@ -8,6 +8,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <span>
 #include <utility>
@@ -137,12 +138,13 @@ public:
     /// With several threads two passes over slabs of slices: the first counts, so that the second knows where
     /// each slab's voxels begin.
     Positions(const VolumeView& view, const Cells& cells, const std::vector<TiedBin>& bins)
-        : m_view(view), m_cells(cells), m_number(cells.bins().size(), -1), m_begins(1)
+        : m_view(view), m_cells(cells), m_number(cells.bins().size(), other), m_begins(1)
     {
         for (const TiedBin& bin : bins) {
-            m_number[static_cast<std::size_t>(bin.bin)] = static_cast<std::ptrdiff_t>(m_begins.size()) - 1;
+            m_number[static_cast<std::size_t>(bin.bin)] = static_cast<std::uint32_t>(m_begins.size()) - 1;
             m_begins.push_back(m_begins.back() + cells.bins()[static_cast<std::size_t>(bin.bin)]);
         }
+        m_number_of_level = cells.byLevelOfBins(m_number);
         m_positions.resize(static_cast<std::size_t>(m_begins.back()));
         const int slabs = std::min(omp_get_max_threads(), view.nz);
         std::vector<std::vector<std::int64_t>> next(static_cast<std::size_t>(slabs),
@@ -167,6 +169,8 @@ public:
     }
 
 private:
+    static constexpr std::uint32_t other = std::numeric_limits<std::uint32_t>::max();
+
     /// Calls take(next[slab][bin], position) for all voxels of the bins, slab by slab.
     template <typename Take>
     void forEachVoxel(std::vector<std::vector<std::int64_t>>& next, Take take) const
@@ -175,16 +179,16 @@ private:
 #pragma omp parallel for schedule(static, 1)
         for (std::int64_t s = 0; s < slabs; ++s) {
             Cells::Row row(m_view.nx);
+            std::vector<std::uint32_t> numbers(static_cast<std::size_t>(m_view.nx));
             for (auto z = static_cast<int>(m_view.nz * s / slabs); z < m_view.nz * (s + 1) / slabs; ++z) {
                 for (int y = 0; y < m_view.ny; ++y) {
-                    m_cells.findBins(z, y, row);
+                    m_cells.lookAtBins(z, y, m_number, m_number_of_level, row, numbers);
                     const auto first = (static_cast<Position>(z) * static_cast<Position>(m_view.ny) +
                                         static_cast<Position>(y)) *
                                        static_cast<Position>(m_view.nx);
-                    for (std::size_t x = 0; x < row.bins.size(); ++x) {
-                        const std::ptrdiff_t b = m_number[static_cast<std::size_t>(row.bins[x])];
-                        if (b >= 0) {
-                            take(next[static_cast<std::size_t>(s)][static_cast<std::size_t>(b)],
+                    for (std::size_t x = 0; x < numbers.size(); ++x) {
+                        if (numbers[x] != other) {
+                            take(next[static_cast<std::size_t>(s)][numbers[x]],
                                  first + static_cast<Position>(x));
                         }
                     }
@@ -195,7 +199,8 @@ private:
 
     const VolumeView& m_view;
     const Cells& m_cells;
-    std::vector<std::ptrdiff_t> m_number; ///< of each bin among these, or -1
+    std::vector<std::uint32_t> m_number; ///< of each bin among these, or `other`
+    std::vector<std::uint32_t> m_number_of_level;
     std::vector<std::int64_t> m_begins;
     std::vector<Position> m_positions;
 };

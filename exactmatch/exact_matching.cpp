@@ -38,14 +38,11 @@ void judge_voxels(const VolumeView& view, const CellPlan& plan, const ShellSums&
             for (int y = 0; y < view.ny; ++y) {
                 plan.judge(z, y, row);
                 const std::int64_t first = (std::int64_t{z} * view.ny + y) * view.nx;
-                for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
-                    if ((row.verdicts[x] & CellPlan::open) != 0) {
-                        const std::uint32_t group = std::exchange(row.verdicts[x], 0) ^ CellPlan::open;
-                        if (!left[group]) {
-                            found[static_cast<std::size_t>(plan.groups()[group].level)].push_back(
-                                {0, static_cast<Position>(first + static_cast<std::int64_t>(x)),
-                                 static_cast<Position>(group)});
-                        }
+                for (const std::uint32_t x : row.listOpen()) {
+                    const std::uint32_t group = std::exchange(row.verdicts[x], 0) ^ CellPlan::open;
+                    if (!left[group]) {
+                        found[static_cast<std::size_t>(plan.groups()[group].level)].push_back(
+                            {0, static_cast<Position>(first + x), static_cast<Position>(group)});
                     }
                 }
                 codes.copy(view.nx, row.verdicts.data(), static_cast<std::uint64_t>(first));
@@ -158,12 +155,10 @@ void match_exactly(Array3D<double>& volume, const IntensityRange& range, double*
     const VolumeView view(volume.block(), ElementKind::float64, volume.getNxTotal(), volume.getNyTotal(),
                           volume.getNzTotal());
     const ExactMatch match = match_exactly(Intensities(view), range, hist2, N, limits);
-    if (!match.codes.areAbsent()) {
-        double* const voxels = volume.block();
-        match.codes.forEach(view.count(), 0, [&](std::int64_t j, std::uint32_t code) {
-            voxels[j] = code == 0 ? voxels[j] : match.values[code];
-        });
-    }
+    double* const voxels = volume.block();
+    match.codes.forEach(view.count(), 0, [&](std::int64_t j, std::uint32_t code) {
+        voxels[j] = code == 0 ? voxels[j] : match.values[code];
+    });
 }
 
 } // namespace tonalign

@@ -245,7 +245,8 @@ int AnalyzeImage<T>::saveImage(tonalign::OutputFile& image, tonalign::OutputFile
     };
     tonalign::write_voxels(image.stream(), *type,
                            rows != nullptr ? *rows
-                                           : tonalign::VolumeRows{getNx(), getNy(), getNz(), row_of_block});
+                                           : tonalign::VolumeRows{getNx(), getNy(), getNz(), row_of_block},
+                           [&image] { image.startWriteback(); });
     const tonalign::OutputFile* const failed = header != nullptr
                                                    ? tonalign::OutputFile::keepPair(*header, image)
                                                : image.keep() ? nullptr

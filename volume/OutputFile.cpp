@@ -148,6 +148,12 @@ bool OutputFile::begin()
     return true;
 }
 
+void OutputFile::startWriteback()
+{
+    // A hint: what has no disk refuses it, and an error of the disk comes back when close() waits.
+    ::sync_file_range(m_file, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
 bool OutputFile::close()
 {
     const bool flushed = m_stream.is_open() && m_stream.flush() && written_back(m_file);

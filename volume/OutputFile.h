@@ -47,6 +47,9 @@ public:
     /// Takes the bytes, from begin() to close().
     std::ofstream& stream() { return m_stream; }
 
+    /// Has the disk begin with the bytes that the stream has passed on, so that close() waits for less.
+    void startWriteback();
+
     /// Ends the writing and waits for the disk; false, with everything discarded, when any of it failed.
     bool close();
 

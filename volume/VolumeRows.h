@@ -15,6 +15,9 @@ struct VolumeRows
 
     /// Puts the intensities of row (z, y) into values[0..nx). Several threads may ask at once.
     std::function<void(int z, int y, double* values)> row;
+
+    /// The same rounded to floats, from volumes that have a quicker way to these.
+    std::function<void(int z, int y, float* values)> float_row = nullptr;
 };
 
 } // namespace tonalign

@@ -159,16 +159,18 @@ Fault read_elements(std::istream& file, const std::string& imagename, const Elem
     return {};
 }
 
-void write_voxels(std::ostream& file, const ElementType& type, const VolumeRows& volume)
+void write_voxels(std::ostream& file, const ElementType& type, const VolumeRows& volume,
+                  const std::function<void()>& written)
 {
-    const Encoder encode_rows = encoder_for(type);
+    const Encoder encode_row = encoder_for(type);
+    const bool as_floats = volume.float_row && type.kind == ElementKind::float32;
     const std::int64_t nx = volume.nx;
     const std::int64_t rows = nx == 0 ? 0 : std::int64_t{volume.ny} * volume.nz;
+    const std::int64_t row_bytes = nx * type.bytes();
     // Threads make the rows of a block between them, then one writes it.
     const std::int64_t block_rows =
-        std::max<std::int64_t>(1, 4 * block_bytes / std::max<std::int64_t>(1, nx * type.bytes()));
-    std::vector<unsigned char> buffer(
-        static_cast<std::size_t>(std::min(block_rows, rows) * nx * type.bytes()));
+        std::min(rows, std::max<std::int64_t>(1, 4 * block_bytes / std::max<std::int64_t>(1, row_bytes)));
+    std::vector<unsigned char> block(static_cast<std::size_t>(block_rows * row_bytes));
     for (std::int64_t done = 0; done < rows && file; done += block_rows) {
         const std::int64_t rows_now = std::min(block_rows, rows - done);
 #pragma omp parallel
@@ -176,13 +178,19 @@ void write_voxels(std::ostream& file, const ElementType& type, const VolumeRows&
             std::vector<double> values(static_cast<std::size_t>(nx));
 #pragma omp for schedule(static)
             for (std::int64_t r = 0; r < rows_now; ++r) {
-                const std::int64_t row = done + r;
-                volume.row(static_cast<int>(row / volume.ny), static_cast<int>(row % volume.ny),
-                           values.data());
-                encode_rows(values.data(), buffer.data() + r * nx * type.bytes(), nx);
+                const int z = static_cast<int>((done + r) / volume.ny);
+                const int y = static_cast<int>((done + r) % volume.ny);
+                unsigned char* const bytes = block.data() + r * row_bytes;
+                if (as_floats) {
+                    volume.float_row(z, y, reinterpret_cast<float*>(bytes));
+                } else {
+                    volume.row(z, y, values.data());
+                    encode_row(values.data(), bytes, nx);
+                }
             }
         }
-        file.write(reinterpret_cast<const char*>(buffer.data()), rows_now * nx * type.bytes());
+        file.write(reinterpret_cast<const char*>(block.data()), rows_now * row_bytes);
+        written();
     }
     file.flush();
 }

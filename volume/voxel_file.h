@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <string>
 
@@ -43,6 +44,10 @@ namespace tonalign {
 /// Floats are rounded to nearest. Integers are truncated toward zero, values beyond the 32-bit range taking
 /// its nearest end and NaN 0; the low bits of that 32-bit integer are stored. Stream errors are left in the
 /// stream's state.
-void write_voxels(std::ostream& file, const ElementType& type, const VolumeRows& volume);
+///
+/// Calls written() after each block.
+void write_voxels(
+    std::ostream& file, const ElementType& type, const VolumeRows& volume,
+    const std::function<void()>& written = [] {});
 
 } // namespace tonalign
