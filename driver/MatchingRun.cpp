@@ -11,6 +11,7 @@
 #include "volume/voxel_file.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -77,18 +78,6 @@ bool writes_over_target(const RunParameters& p)
     return OutputFile::leadToOneFile(p.inputfile1_hist, p.inputfile2);
 }
 
-void adopt_target_histogram(MatchingRun& run)
-{
-    const RunParameters& p = run.parameters;
-    if (writes_over_target(p)) {
-        load_target(run);
-    }
-    // Bin i of the file stands for bin i of the input's own range, whatever intensities it came from.
-    for (int i = 1; i <= p.Nbins; ++i) {
-        run.hist2[1][i] = run.hist1[1][i];
-    }
-}
-
 } // namespace
 
 void load_volumes(MatchingRun& run)
@@ -123,13 +112,34 @@ void calculate_initial_histograms(MatchingRun& run)
         }
     }
     require_mappable_range(common_range(run), p);
+}
 
+void save_initial_histograms(MatchingRun& run)
+{
+    const RunParameters& p = run.parameters;
     save_array(run.hist1, p.Nbins, p.inputfile1_hist.c_str());
     if (p.hasTargetVolume()) {
         save_array(run.hist2, p.Nbins, p.inputfile2_hist.c_str());
-    } else {
-        adopt_target_histogram(run);
+    } else if (writes_over_target(p)) {
+        load_target(run);
     }
+}
+
+void adopt_target_bins(MatchingRun& run)
+{
+    for (int i = 1; i <= run.parameters.Nbins && !run.parameters.hasTargetVolume(); ++i) {
+        run.hist2[1][i] = run.hist1[1][i];
+    }
+}
+
+double histogram_distance(const MatchingRun& run)
+{
+    double sum3 = 0.0;
+    for (int i = 1; i <= run.parameters.Nbins; ++i) {
+        const double difference = run.hist2[2][i] - run.hist1[2][i];
+        sum3 += difference * difference;
+    }
+    return std::sqrt(sum3);
 }
 
 void map_to_output_range(MatchingRun& run)
@@ -152,6 +162,11 @@ void calculate_final_histograms(MatchingRun& run)
     if (p.hasTargetVolume()) {
         run.target.calculateHistogram(p.sigma1, run.hist2, p.Nbins);
     }
+}
+
+void save_final_histograms(const MatchingRun& run)
+{
+    const RunParameters& p = run.parameters;
     save_array(run.hist1, p.Nbins, p.outputfile1_hist.c_str());
     if (p.hasTargetVolume()) {
         save_array(run.hist2, p.Nbins, p.outputfile2_hist.c_str());

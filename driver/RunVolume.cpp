@@ -4,10 +4,12 @@
 
 #include "histogram/BinGeometry.h"
 #include "histogram/histogram.h"
+#include "histogram/percentile.h"
 #include "volume/wide.h"
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 #include <utility>
 
 namespace tonalign {
@@ -42,6 +44,17 @@ bool hold_both_zeros(const std::vector<double>& values)
            std::any_of(values.begin(), values.end(), zero(false));
 }
 
+Fault fault_of_width(const IntensityRange& range, const std::string& name)
+{
+    if (std::isfinite(range.maximum - range.minimum)) {
+        return {};
+    }
+    std::ostringstream message;
+    message << name << ": voxels range from " << range.minimum << " to " << range.maximum
+            << ", but a range of finite width is expected";
+    return {message.str()};
+}
+
 } // namespace
 
 Fault RunVolume::read(AnalyzeImage<double>& image)
@@ -50,20 +63,51 @@ Fault RunVolume::read(AnalyzeImage<double>& image)
     if (Fault fault = image.readStored(m_stored)) {
         return fault;
     }
-    m_intensities.emplace(m_stored.view());
+    return take(m_stored.view(), image.imagename);
+}
+
+Fault RunVolume::take(const VolumeView& view, const std::string& name)
+{
+    m_intensities.emplace(view);
+    if (!m_intensities->haveInside()) {
+        return {name + (view.mask == nullptr ? ": no voxels" : ": no voxel is inside the mask")};
+    }
     count();
     measure();
-    return fault_of_voxels(rows(), m_range, image.imagename);
+    return fault_of_voxels(rows(), m_range, name);
+}
+
+Fault RunVolume::takeForeground(const VolumeView& view, const std::string& name, int N, double clip)
+{
+    if (Fault fault = take(view, name)) {
+        return fault;
+    }
+    double top = m_range.maximum;
+    if (clip < 100.0) {
+        top = percentile(*m_intensities, m_range.minimum, clip);
+    }
+    if (view.mask != nullptr) {
+        // Every voxel inside falls into the bins from 2 on, and the outside alone into bin 1.
+        const double outside = m_range.minimum - (top - m_range.minimum) / (N - 1.5);
+        if (!std::isfinite(outside)) {
+            return fault_of_width(m_range, name);
+        }
+        m_intensities->setOutside(outside);
+        count();
+        measure();
+    }
+    m_bin_range.maximum = top;
+    return fault_of_width(m_bin_range, name);
 }
 
 void RunVolume::row(int z, int y, double* values) const
 {
     m_intensities->row(z, y, values);
-    const int nx = m_stored.view().nx;
+    const int nx = m_intensities->view().nx;
     if (m_last_step) {
         shift_and_scale(values, nx, m_last_step->shift, m_last_step->factor);
     }
-    const std::int64_t first = (std::int64_t{z} * m_stored.view().ny + y) * nx;
+    const std::int64_t first = (std::int64_t{z} * m_intensities->view().ny + y) * nx;
     const double* const matched = m_match.values.data();
     m_match.codes.forEach(nx, static_cast<std::uint64_t>(first), [=](std::int64_t x, std::uint32_t code) {
         values[x] = code == 0 ? values[x] : matched[code];
@@ -72,7 +116,7 @@ void RunVolume::row(int z, int y, double* values) const
 
 VolumeRows RunVolume::rows() const
 {
-    const VolumeView& view = m_stored.view();
+    const VolumeView& view = m_intensities->view();
     return {view.nx, view.ny, view.nz, [this](int z, int y, double* values) { row(z, y, values); }};
 }
 
@@ -93,19 +137,20 @@ void RunVolume::measure()
 {
     if (!hasCounts() || hold_both_zeros(m_values)) {
         m_range = intensity_range(rows());
-        return;
+    } else {
+        const auto [least, greatest] = std::minmax_element(m_values.begin(), m_values.end());
+        const auto finite = [](double v) { return std::isfinite(v); };
+        m_range = {*least, *greatest, std::all_of(m_values.begin(), m_values.end(), finite)};
     }
-    const auto [least, greatest] = std::minmax_element(m_values.begin(), m_values.end());
-    const auto finite = [](double v) { return std::isfinite(v); };
-    m_range = {*least, *greatest, std::all_of(m_values.begin(), m_values.end(), finite)};
+    m_bin_range = m_range;
 }
 
 void RunVolume::calculateHistogram(double sigma, double** H, int N) const
 {
     if (hasCounts()) {
-        calculate_histogram(m_values, m_counts, m_range, sigma, H, N);
+        calculate_histogram(m_values, m_counts, m_bin_range, sigma, H, N);
     } else {
-        calculate_histogram(rows(), m_range, sigma, H, N);
+        calculate_histogram(rows(), m_bin_range, sigma, H, N);
     }
 }
 
@@ -116,7 +161,7 @@ void RunVolume::map(const std::function<void(double*, std::int64_t)>& change)
         count();
     } else {
         // What the map gives may need all bits of a double.
-        const VolumeView& view = m_stored.view();
+        const VolumeView& view = m_intensities->view();
         StoredVolume mapped(ElementKind::float64, view.nx, view.ny, view.nz);
         auto* const values = reinterpret_cast<double*>(mapped.bytes());
 #pragma omp parallel for schedule(dynamic, 1)
@@ -135,13 +180,13 @@ void RunVolume::map(const std::function<void(double*, std::int64_t)>& change)
 
 void RunVolume::match(double** hist2, int N)
 {
-    m_match = match_exactly(*m_intensities, m_range, hist2, N);
+    m_match = match_exactly(*m_intensities, m_range, m_bin_range, hist2, N, m_limits);
     if (m_match.codes.areAbsent()) {
         return;
     }
     if (hasCounts()) {
         // Only the background keeps its intensities.
-        const BinGeometry bins(m_range, N);
+        const BinGeometry bins(m_bin_range, N);
         std::vector<double> values = std::move(m_values);
         std::vector<std::int64_t> counts = std::move(m_counts);
         m_values.assign(m_match.values.begin() + 1, m_match.values.end());
@@ -165,6 +210,7 @@ void RunVolume::shiftAndScale(double shift, double factor)
     change(m_values.data(), static_cast<std::int64_t>(m_values.size()));
     change(&m_range.minimum, 1);
     change(&m_range.maximum, 1);
+    m_bin_range = m_range;
     if (m_intensities->haveLevels()) {
         m_intensities->map(change);
     } else {
@@ -191,7 +237,7 @@ void RunVolume::save(const std::string& name) const
 void RunVolume::floatRow(int z, int y, const std::vector<float>& table, std::uint32_t levels,
                          float* row) const
 {
-    const VolumeView& view = m_stored.view();
+    const VolumeView& view = m_intensities->view();
     with_element(view.kind, [&](auto element) {
         using Element = decltype(element);
         if constexpr (sizeof(Element) <= 2) {

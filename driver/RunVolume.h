@@ -10,6 +10,7 @@
 #include "volume/IntensityRange.h"
 #include "volume/StoredVolume.h"
 #include "volume/VolumeRows.h"
+#include "volume/VolumeView.h"
 
 #include <cstdint>
 #include <functional>
@@ -34,14 +35,33 @@ public:
     /// Reads the voxels of an image whose header has been read; they must be finite.
     [[nodiscard]] Fault read(AnalyzeImage<double>& image);
 
+    /// Takes voxels that are in memory already and stay there; `name` is for the messages.
+    [[nodiscard]] Fault take(const VolumeView& view, const std::string& name);
+
+    /// The same for volumes with a mask, or with outliers.
+    ///
+    /// With a mask the outside, and nothing else, is the background: the run goes on as on the same volume
+    /// whose outside is at lo - (hi - lo) / (N - 1.5), lo and hi being the smallest and largest voxel inside.
+    /// `clip` is the percentile of the foreground at which the range that is cut into bins ends, and stands
+    /// for hi above; what lies beyond is in the top bin. 100 is none.
+    [[nodiscard]] Fault takeForeground(const VolumeView& view, const std::string& name, int N, double clip);
+
     const AnalyzeHeader& header() const { return m_header; } ///< the file's own
     const IntensityRange& range() const { return m_range; }  ///< of the present intensities
+
+    const ExactMatch& exactMatch() const { return m_match; } ///< empty before match()
+
+    /// Puts the present intensities of row (z, y) into values[0..nx).
+    void row(int z, int y, double* values) const;
 
     /// The histogram of the present intensities, smoothed when sigma > 0.
     void calculateHistogram(double sigma, double** H, int N) const;
 
     /// Changes all intensities, before any match: change(values, count) works in place, on some at a time.
     void map(const std::function<void(double*, std::int64_t)>& change);
+
+    /// Has match() give up when the flag is set.
+    void stopOn(const StopFlag& stop) { m_limits.stop = &stop; }
 
     /// Gives the volume the target histogram exactly.
     void match(double** hist2, int N);
@@ -60,7 +80,6 @@ private:
     };
 
     VolumeRows rows() const;
-    void row(int z, int y, double* values) const;
     void floatRow(int z, int y, const std::vector<float>& table, std::uint32_t levels, float* row) const;
     bool hasCounts() const { return m_intensities->haveLevels(); }
     void count();
@@ -70,8 +89,10 @@ private:
     StoredVolume m_stored;
     std::optional<Intensities> m_intensities; ///< absent until read
     std::optional<ShiftAndScale> m_last_step; ///< of a volume without levels
+    MatchingLimits m_limits;
     ExactMatch m_match;
     IntensityRange m_range = {0.0, 0.0, true};
+    IntensityRange m_bin_range = m_range; ///< what is cut into bins
 
     // Of a volume with levels: the distinct intensities, and how many voxels have each.
     std::vector<double> m_values;

@@ -8,7 +8,7 @@
 #include "histogram/histogram.h"
 
 #include <cstdint>
-#include <iostream>
+#include <ostream>
 
 namespace tonalign {
 
@@ -55,11 +55,11 @@ void match_endpoints(MatchingRun& run)
         return;
     }
     enter_stage("matching the endpoints");
-    std::cout << "*****MATCHING HISTOGRAM ENDPOINTS*****\n";
+    run.console << "*****MATCHING HISTOGRAM ENDPOINTS*****\n";
     const HistogramArray hist1 = smoothed_copy(run.hist1, p);
     const HistogramArray hist2 = smoothed_copy(run.hist2, p);
     const EndpointMatch match({run.input.range(), hist1}, {run.target.range(), hist2}, energy_ratio,
-                              energy_ratio, p.Nbins);
+                              energy_ratio, p.Nbins, run.console);
     run.target.map([&match](double* values, std::int64_t count) { match.clipTarget(values, count); });
     run.input.map([&match](double* values, std::int64_t count) { match.mapInput(values, count); });
     require_usable_adjustment(run.input.range(), p);
@@ -72,7 +72,7 @@ void match_histograms(MatchingRun& run)
         return;
     }
     enter_stage("matching the histograms");
-    std::cout << "*****MATCHING HISTOGRAMS*****\n";
+    run.console << "*****MATCHING HISTOGRAMS*****\n";
     // The assignment leaves counts in what it is given; the reports still need the frequencies.
     HistogramArray hist2 = histogram_to_reach(run);
     run.input.match(hist2, p.Nbins);

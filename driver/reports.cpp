@@ -2,7 +2,6 @@
 // What a run says of sizes, ranges, errors and time.
 #include "driver/reports.h"
 
-#include <cmath>
 #include <ctime>
 #include <iostream>
 
@@ -47,12 +46,7 @@ void report_ranges(const MatchingRun& run)
 
 void report_error(const MatchingRun& run)
 {
-    double sum3 = 0.0;
-    for (int i = 1; i <= run.parameters.Nbins; ++i) {
-        const double difference = run.hist2[2][i] - run.hist1[2][i];
-        sum3 += difference * difference;
-    }
-    std::cout << "Error between histograms=\t" << std::sqrt(sum3) << '\n';
+    std::cout << "Error between histograms=\t" << histogram_distance(run) << '\n';
 }
 
 void RunClock::report() const

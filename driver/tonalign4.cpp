@@ -24,10 +24,12 @@ int main(int argc, char** argv)
     require_usable_parameters(parameters);
 
     std::cout << "*****READING IMAGES AND ALLOCATING ARRAYS*****\n";
-    MatchingRun run(parameters);
+    MatchingRun run(parameters, std::cout);
     load_volumes(run);
     report_dimensions(run);
     calculate_initial_histograms(run);
+    save_initial_histograms(run);
+    adopt_target_bins(run);
     report_ranges(run);
     report_error(run);
 
@@ -38,6 +40,7 @@ int main(int argc, char** argv)
     match_histograms(run);
     map_to_output_range(run);
     calculate_final_histograms(run);
+    save_final_histograms(run);
     report_ranges(run);
     report_error(run);
 

@@ -105,7 +105,7 @@ std::vector<std::int64_t> CellPlan::countParts(const Division& division) const
                 hand_over();
             }
             seen += slice;
-            for (int y = 0; y < view.ny; ++y) {
+            for (int y = 0; y < view.ny && !m_limits.stopped(); ++y) {
                 if (judge(z, y, m_divisions.size() - 1, row)) {
                     countRow(division, z, y, row, own.data());
                 }

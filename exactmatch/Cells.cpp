@@ -38,15 +38,23 @@ TONALIGN_WIDE void cells_of(const double* values, int count, double background_t
 
 /// What a table says of the level of each voxel of a row. Four at a time: the loop itself would take half of
 /// the time.
-void look_up(const VolumeView& view, int z, int y, const std::uint32_t* table,
+void look_up(const Intensities& volume, int z, int y, const std::uint32_t* table,
              std::vector<std::uint32_t>& found)
 {
+    const VolumeView& view = volume.view();
     with_element(view.kind, [&](auto element) {
         using Element = decltype(element);
         if constexpr (sizeof(Element) <= 2) {
             const Element* voxels = view.row<Element>(z, y);
             const std::ptrdiff_t stride = view.stride_x;
             std::size_t x = 0;
+            if (const std::uint8_t* mask = view.maskRow(z, y)) {
+                const std::uint32_t outside = table[volume.outsideLevel()];
+                for (; x < found.size(); ++x, voxels += stride, mask += stride) {
+                    found[x] = *mask != 0 ? table[Intensities::level(*voxels)] : outside;
+                }
+                return;
+            }
             for (; x + 4 <= found.size(); x += 4, voxels += 4 * stride) {
                 found[x] = table[Intensities::level(voxels[0])];
                 found[x + 1] = table[Intensities::level(voxels[stride])];
@@ -250,7 +258,7 @@ void Cells::look(int z, int y, const std::vector<std::uint32_t>& by_cell,
                  std::vector<std::uint32_t>& found) const
 {
     if (m_volume.haveLevels()) {
-        look_up(m_volume.view(), z, y, by_level.data(), found);
+        look_up(m_volume, z, y, by_level.data(), found);
         return;
     }
     findCells(z, y, row);
@@ -264,7 +272,7 @@ void Cells::lookAtBins(int z, int y, const std::vector<std::uint32_t>& by_bin,
                        std::vector<std::uint32_t>& found) const
 {
     if (m_volume.haveLevels()) {
-        look_up(m_volume.view(), z, y, by_level.data(), found);
+        look_up(m_volume, z, y, by_level.data(), found);
         return;
     }
     findBins(z, y, row);

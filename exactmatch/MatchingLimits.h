@@ -2,10 +2,14 @@
 // Where the exact stage changes its ways.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <limits>
 
 namespace tonalign {
+
+/// Set by another thread when nobody waits for the result any more.
+using StopFlag = std::atomic<bool>;
 
 /// No result depends on these. They are what measurements on heads suggest; tests lower them, so that small
 /// volumes take every way.
@@ -34,6 +38,10 @@ struct MatchingLimits
     /// more than that number, have been found alike in one group.
     std::int64_t alike_share = 2;
     std::int64_t fewest_alike = 1024;
+
+    /// Null, or when to give up: the stage then ends soon, with any result.
+    const StopFlag* stop = nullptr;
+    bool stopped() const { return stop != nullptr && stop->load(std::memory_order_relaxed); }
 };
 
 } // namespace tonalign

@@ -50,7 +50,7 @@ struct Arrangement
     /// independent, so their order changes nothing.
     void narrow(Run run)
     {
-        while (holdsEnd(run)) {
+        while (holdsEnd(run) && !limits.stopped()) {
             if (run.first + 1 < run.last) {
                 std::swap(entries[run.first + (run.last - run.first) / 2], entries[run.last]);
             }
@@ -71,19 +71,23 @@ struct Arrangement
 
     VoxelEntry<Position>* entries;
     std::span<const std::int64_t> ends;
+    const MatchingLimits& limits;
 };
 
 } // namespace
 
 template <typename Position>
-void arrange(std::span<VoxelEntry<Position>> entries, std::span<const std::int64_t> ends)
+void arrange(std::span<VoxelEntry<Position>> entries, std::span<const std::int64_t> ends,
+             const MatchingLimits& limits)
 {
     constexpr std::uint64_t unknown = std::numeric_limits<std::uint64_t>::max();
-    Arrangement<Position>{entries.data(), ends}.narrow(
+    Arrangement<Position>{entries.data(), ends, limits}.narrow(
         {0, static_cast<std::int64_t>(entries.size()) - 1, unknown});
 }
 
-template void arrange(std::span<VoxelEntry<std::uint32_t>>, std::span<const std::int64_t>);
-template void arrange(std::span<VoxelEntry<std::uint64_t>>, std::span<const std::int64_t>);
+template void arrange(std::span<VoxelEntry<std::uint32_t>>, std::span<const std::int64_t>,
+                      const MatchingLimits&);
+template void arrange(std::span<VoxelEntry<std::uint64_t>>, std::span<const std::int64_t>,
+                      const MatchingLimits&);
 
 } // namespace tonalign

@@ -2,6 +2,7 @@
 // The documented arrangement of equal keys.
 #pragma once
 
+#include "exactmatch/MatchingLimits.h"
 #include "exactmatch/VoxelEntry.h"
 
 #include <cstdint>
@@ -26,6 +27,7 @@ namespace tonalign {
 ///                 apart
 /// @param ends     ascending, counted from the first entry
 template <typename Position>
-void arrange(std::span<VoxelEntry<Position>> entries, std::span<const std::int64_t> ends);
+void arrange(std::span<VoxelEntry<Position>> entries, std::span<const std::int64_t> ends,
+             const MatchingLimits& limits = {});
 
 } // namespace tonalign

@@ -4,6 +4,7 @@
 
 #include "exactmatch/Shell.h"
 #include "exactmatch/filter_bank.h"
+#include "numeric/sort_key.h"
 
 #include <algorithm>
 #include <array>
@@ -20,7 +21,7 @@ using SumOf = std::conditional_t<
     mapped || (sizeof(Element) > 2), double,
     std::conditional_t<std::is_same_v<Element, std::uint8_t>, std::uint16_t, std::int32_t>>;
 
-/// `mapped` says that levels stand for other intensities than they are stored with.
+/// `mapped` says that voxels stand for other intensities than they are stored with.
 template <typename Element, bool mapped>
 class TypedSums : public ShellSums
 {
@@ -30,7 +31,7 @@ class TypedSums : public ShellSums
 
 public:
     TypedSums(const Intensities& volume, const IntensityRange& range)
-        : m_view(volume.view()), m_values(volume.values().data()), m_range(range)
+        : m_volume(volume), m_view(volume.view()), m_range(range)
     {
         for (int level = 0; level < feature_levels; ++level) {
             m_shells[static_cast<std::size_t>(level)] = Shell(level, m_view);
@@ -266,7 +267,7 @@ private:
     Value value(const Element* voxel) const
     {
         if constexpr (mapped) {
-            return m_values[Intensities::level(*voxel)];
+            return m_volume.of(voxel);
         } else {
             return *voxel;
         }
@@ -342,8 +343,8 @@ private:
         return sum;
     }
 
+    const Intensities& m_volume;
     const VolumeView& m_view;
-    const double* m_values; ///< of the levels
     IntensityRange m_range;
     std::array<Shell, feature_levels> m_shells;
 };
@@ -354,10 +355,8 @@ std::unique_ptr<ShellSums> shell_sums(const Intensities& volume, const Intensity
 {
     return with_element(volume.view().kind, [&](auto element) -> std::unique_ptr<ShellSums> {
         using Element = decltype(element);
-        if constexpr (sizeof(Element) <= 2) {
-            if (volume.areMapped()) {
-                return std::make_unique<TypedSums<Element, true>>(volume, range);
-            }
+        if (volume.areMapped()) {
+            return std::make_unique<TypedSums<Element, true>>(volume, range);
         }
         return std::make_unique<TypedSums<Element, false>>(volume, range);
     });

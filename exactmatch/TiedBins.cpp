@@ -95,7 +95,7 @@ public:
 
     /// Arranges the voxels around the tied ends, and corrects the codes of those that are equal to a voxel at
     /// such an end.
-    void settle(const std::vector<std::int64_t>& tied, RangeCodes& codes)
+    void settle(const std::vector<std::int64_t>& tied, const MatchingLimits& limits, RangeCodes& codes)
     {
         std::vector<std::int64_t> ends;
         std::vector<std::int64_t> alone; // with an end on either side, so that the column's key is known
@@ -104,7 +104,7 @@ public:
             alone.insert(alone.end(), {ends.back() - 1, ends.back()});
         }
         alone.erase(std::unique(alone.begin(), alone.end()), alone.end());
-        arrange<Position>(m_entries, alone);
+        arrange<Position>(m_entries, alone, limits);
         std::vector<std::uint64_t> keys(ends.size());
         std::transform(ends.begin(), ends.end(), keys.begin(),
                        [this](std::int64_t end) { return m_entries[static_cast<std::size_t>(end)].key; });
@@ -209,7 +209,8 @@ private:
 
 template <typename Position>
 void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums& sums,
-                  const TargetRanges& target, const std::vector<TiedBin>& bins, RangeCodes& codes)
+                  const TargetRanges& target, const std::vector<TiedBin>& bins, const MatchingLimits& limits,
+                  RangeCodes& codes)
 {
     if (bins.empty()) {
         return;
@@ -217,6 +218,9 @@ void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums
     const Positions<Position> positions(volume.view(), cells, bins);
 #pragma omp parallel for schedule(dynamic, 1)
     for (std::size_t b = 0; b < bins.size(); ++b) {
+        if (limits.stopped()) {
+            continue;
+        }
         const TiedBin& bin = bins[b];
         Arrangement<Position> arrangement(target, cells.firstColumn(bin.bin), positions.of(b));
         const int level = arrangement.setKeys(sums, cells.isUniform(bin.bin) ? 1 : 0);
@@ -226,13 +230,15 @@ void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums
         } else if (level + 1 < feature_levels) {
             arrangement.rank(sums, level, nullptr);
         }
-        arrangement.settle(tied, codes);
+        arrangement.settle(tied, limits, codes);
     }
 }
 
 template void arrange_bins<std::uint32_t>(const Intensities&, const Cells&, const ShellSums&,
-                                          const TargetRanges&, const std::vector<TiedBin>&, RangeCodes&);
+                                          const TargetRanges&, const std::vector<TiedBin>&,
+                                          const MatchingLimits&, RangeCodes&);
 template void arrange_bins<std::uint64_t>(const Intensities&, const Cells&, const ShellSums&,
-                                          const TargetRanges&, const std::vector<TiedBin>&, RangeCodes&);
+                                          const TargetRanges&, const std::vector<TiedBin>&,
+                                          const MatchingLimits&, RangeCodes&);
 
 } // namespace tonalign

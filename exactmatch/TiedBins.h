@@ -3,6 +3,7 @@
 #pragma once
 
 #include "exactmatch/Cells.h"
+#include "exactmatch/MatchingLimits.h"
 #include "exactmatch/RangeCodes.h"
 #include "exactmatch/ShellSums.h"
 #include "exactmatch/TargetRanges.h"
@@ -30,6 +31,7 @@ struct TiedBin
 /// @param bins  ascending
 template <typename Position>
 void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums& sums,
-                  const TargetRanges& target, const std::vector<TiedBin>& bins, RangeCodes& codes);
+                  const TargetRanges& target, const std::vector<TiedBin>& bins, const MatchingLimits& limits,
+                  RangeCodes& codes);
 
 } // namespace tonalign

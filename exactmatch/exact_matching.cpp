@@ -27,7 +27,8 @@ namespace {
 /// Gives the settled voxels their codes, and collects the open ones while their neighbours are in the cache.
 template <typename Position>
 void judge_voxels(const VolumeView& view, const CellPlan& plan, const ShellSums& sums,
-                  const std::vector<bool>& left, OpenVoxels<Position>& open, RangeCodes& codes)
+                  const std::vector<bool>& left, const MatchingLimits& limits, OpenVoxels<Position>& open,
+                  RangeCodes& codes)
 {
 #pragma omp parallel
     {
@@ -35,7 +36,7 @@ void judge_voxels(const VolumeView& view, const CellPlan& plan, const ShellSums&
         std::array<std::vector<VoxelEntry<Position>>, 4> found; // by level
 #pragma omp for schedule(dynamic, 1) nowait
         for (int z = 0; z < view.nz; ++z) {
-            for (int y = 0; y < view.ny; ++y) {
+            for (int y = 0; y < view.ny && !limits.stopped(); ++y) {
                 plan.judge(z, y, row);
                 const std::int64_t first = (std::int64_t{z} * view.ny + y) * view.nx;
                 for (const std::uint32_t x : row.listOpen()) {
@@ -116,10 +117,10 @@ void match_with_positions(const Intensities& volume, const Cells& cells, const I
         const std::vector<bool> ranked = find_likely_ties(cells, plan, limits);
         const std::vector<bool> left = find_left(cells, plan, ranked);
         OpenVoxels<Position> open(plan, *sums, target, left);
-        judge_voxels(volume.view(), plan, *sums, left, open, codes);
+        judge_voxels(volume.view(), plan, *sums, left, limits, open, codes);
         bins = tied_bins(cells, ranked, open.settle(codes));
     }
-    arrange_bins<Position>(volume, cells, *sums, target, bins, codes);
+    arrange_bins<Position>(volume, cells, *sums, target, bins, limits, codes);
 }
 
 } // namespace
@@ -127,7 +128,13 @@ void match_with_positions(const Intensities& volume, const Cells& cells, const I
 ExactMatch match_exactly(const Intensities& volume, const IntensityRange& range, double** hist2, int N,
                          const MatchingLimits& limits)
 {
-    const Cells cells(volume, BinGeometry(range, N), range, limits.cells, limits.favourite_share);
+    return match_exactly(volume, range, range, hist2, N, limits);
+}
+
+ExactMatch match_exactly(const Intensities& volume, const IntensityRange& range,
+                         const IntensityRange& bin_range, double** hist2, int N, const MatchingLimits& limits)
+{
+    const Cells cells(volume, BinGeometry(bin_range, N), range, limits.cells, limits.favourite_share);
     const TargetRanges target(hist2, N, cells.foreground());
     ExactMatch match;
     if (target.ends.empty()) {

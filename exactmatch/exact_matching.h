@@ -35,6 +35,11 @@ struct ExactMatch
 ExactMatch match_exactly(const Intensities& volume, const IntensityRange& range, double** hist2, int N,
                          const MatchingLimits& limits = {});
 
+/// The same with bins over a range that is not the volume's own; what lies above it is in the top bin.
+ExactMatch match_exactly(const Intensities& volume, const IntensityRange& range,
+                         const IntensityRange& bin_range, double** hist2, int N,
+                         const MatchingLimits& limits = {});
+
 /// The same in place; the volume has lowest index 0 and no margin.
 void match_exactly(Array3D<double>& volume, const IntensityRange& range, double** hist2, int N,
                    const MatchingLimits& limits = {});

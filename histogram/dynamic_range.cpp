@@ -51,10 +51,10 @@ LandmarkMatrix range_landmarks(double** hist, int N, const Endpoints& endpoints,
     return landmarks;
 }
 
-void print_endpoints(const Endpoints& input, const Endpoints& target)
+void print_endpoints(const Endpoints& input, const Endpoints& target, std::ostream& console)
 {
-    std::cout << "bp_index1 = " << input.begin << "\tep_index1 = " << input.end
-              << "\nbp_index2 = " << target.begin << "\tep_index2 = " << target.end << "\n\n";
+    console << "bp_index1 = " << input.begin << "\tep_index1 = " << input.end
+            << "\nbp_index2 = " << target.begin << "\tep_index2 = " << target.end << "\n\n";
 }
 
 /// Where a voxel goes: along the first segment that contains it, or nowhere.
@@ -111,7 +111,7 @@ void adjust_dynamic_range(Array3D<double>* D1, Array3D<double>* D2, double energ
     const tonalign::MeasuredHistogram target = {intensity_range(*D2), hist2};
     calculate_histogram(*D1, input.range, sigma1, hist1, N);
     calculate_histogram(*D2, target.range, sigma1, hist2, N);
-    const tonalign::EndpointMatch match(input, target, energyratio1, energyratio2, N);
+    const tonalign::EndpointMatch match(input, target, energyratio1, energyratio2, N, std::cout);
     match.clipTarget(D2->block(), D2->blockSize());
     match.mapInput(D1->block(), D1->blockSize());
 }
@@ -148,15 +148,15 @@ void apply_scaling_transformation(Array3D<double>* D, double** IM1, double** IM2
 namespace tonalign {
 
 EndpointMatch::EndpointMatch(const MeasuredHistogram& input, const MeasuredHistogram& target,
-                             double energyratio1, double energyratio2, int N)
+                             double energyratio1, double energyratio2, int N, std::ostream& console)
     : m_bins(N), m_from(N), m_to(N)
 {
     const Endpoints input_ends = endpoints_of(input.hist, N, energyratio1);
     Endpoints target_ends = endpoints_of(target.hist, N, energyratio2);
-    print_endpoints(input_ends, target_ends);
+    print_endpoints(input_ends, target_ends, console);
     m_threshold = target.hist[1][target_ends.end];
     target_ends.end = N;
-    print_endpoints(input_ends, target_ends);
+    print_endpoints(input_ends, target_ends, console);
     m_from = range_landmarks(input.hist, N, input_ends, input.range);
     m_to = range_landmarks(target.hist, N, target_ends, target.range);
 }

@@ -7,6 +7,7 @@
 #include "volume/IntensityRange.h"
 
 #include <cstdint>
+#include <iosfwd>
 
 /// Finds the two bins that enclose all but a small share of a histogram's mass.
 ///
@@ -63,12 +64,12 @@ struct MeasuredHistogram
 };
 
 /// The first adjust_dynamic_range for volumes that have been measured already: what it does to their
-/// intensities, wherever these are. The endpoints are printed on construction.
+/// intensities, wherever these are. The endpoints are printed on construction, to `console`.
 class EndpointMatch
 {
 public:
     EndpointMatch(const MeasuredHistogram& input, const MeasuredHistogram& target, double energyratio1,
-                  double energyratio2, int N);
+                  double energyratio2, int N, std::ostream& console);
 
     /// Change intensities of the target, and of the input, in place.
     void clipTarget(double* values, std::int64_t count) const;

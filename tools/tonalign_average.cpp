@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // tonalign-average: the mean histogram of a group of volumes, as a target.
+#include "driver/RunVolume.h"
 #include "failure/end_process.h"
 #include "failure/unattended_run.h"
+#include "histogram/HistogramMean.h"
 #include "histogram/histogram_files.h"
-#include "tools/HistogramMean.h"
 #include "tools/arguments.h"
 #include "tools/version.h"
 #include "volume/OutputFile.h"
+#include "volume/pair_file.h"
 
 #include <unistd.h>
 
@@ -147,6 +149,28 @@ Fault inspect(const char* output, std::span<const char* const> names, std::vecto
     return tonalign::OutputFile(output).possible() ? Fault() : fault_of_output(output);
 }
 
+/// Reads a volume and adds its histogram.
+Fault add(const tonalign::PairFile& input, int bins, tonalign::HistogramMean& mean)
+{
+    const std::string& name = input.names.image;
+    const std::string stage = "reading " + name;
+    tonalign::enter_stage(stage.c_str());
+    Array3D<double> voxels;
+    if (Fault fault = read_image(input, voxels)) {
+        return fault;
+    }
+    tonalign::enter_stage("computing a histogram");
+    tonalign::RunVolume volume;
+    const tonalign::VolumeView view(voxels.block(), tonalign::ElementKind::float64, voxels.getNxTotal(),
+                                    voxels.getNyTotal(), voxels.getNzTotal());
+    if (Fault fault = volume.takeForeground(view, name, bins, 100.0)) {
+        return fault;
+    }
+    const tonalign::HistogramArray hist(bins);
+    volume.calculateHistogram(0.0, hist, bins);
+    return mean.add(hist, name);
+}
+
 Fault average(const char* output, int bins, std::span<const char* const> names)
 {
     tonalign::enter_stage("looking at the inputs");
@@ -159,13 +183,13 @@ Fault average(const char* output, int bins, std::span<const char* const> names)
     const Progress progress(inputs.size());
     for (std::size_t k = 0; k < inputs.size(); ++k) {
         progress.enter(k + 1, names[k]);
-        if (Fault fault = mean.add(inputs[k])) {
+        if (Fault fault = add(inputs[k], bins, mean)) {
             return fault;
         }
     }
     tonalign::enter_stage("writing the mean");
     errno = 0;
-    return save_array(mean.mean(), bins, output) ? Fault() : fault_of_output(output);
+    return save_array(mean.mean(0.0), bins, output) ? Fault() : fault_of_output(output);
 }
 
 int run(std::span<char*> arguments)

@@ -5,6 +5,7 @@
 #include "volume/VolumeRows.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numeric>
 #include <type_traits>
@@ -36,10 +37,21 @@ void count_row(const Element* row, int count, std::ptrdiff_t stride, std::uint32
     }
 }
 
+/// The same with a mask; level `outside` counts what is not inside it.
+template <typename Element>
+void count_row(const Element* row, const std::uint8_t* mask, int count, std::ptrdiff_t stride,
+               std::uint32_t* table, std::size_t outside)
+{
+    for (int x = 0; x < count; ++x, row += stride, mask += stride) {
+        ++table[*mask != 0 ? Intensities::level(*row) : outside];
+    }
+}
+
 template <typename Element>
 std::vector<std::int64_t> count_levels(const VolumeView& view)
 {
-    constexpr std::size_t levels = std::size_t{1} << (8 * sizeof(Element));
+    constexpr std::size_t outside = std::size_t{1} << (8 * sizeof(Element));
+    const std::size_t levels = view.mask == nullptr ? outside : outside + 1;
     std::vector<std::int64_t> counts(levels);
 #pragma omp parallel
     {
@@ -60,7 +72,12 @@ std::vector<std::int64_t> count_levels(const VolumeView& view)
             }
             seen += slice;
             for (int y = 0; y < view.ny; ++y) {
-                count_row(view.row<Element>(z, y), view.nx, view.stride_x, own.data(), levels);
+                if (view.mask == nullptr) {
+                    count_row(view.row<Element>(z, y), view.nx, view.stride_x, own.data(), levels);
+                } else {
+                    count_row(view.row<Element>(z, y), view.maskRow(z, y), view.nx, view.stride_x, own.data(),
+                              outside);
+                }
             }
         }
         hand_over();
@@ -81,6 +98,38 @@ Intensities::Intensities(const VolumeView& view) : m_view(view)
                       static_cast<double>(std::numeric_limits<Element>::min()));
         }
     });
+    if (view.mask != nullptr) {
+        findInside();
+    } else {
+        m_inside = view.count();
+    }
+}
+
+/// Gives the outside the intensity of the first finite voxel inside.
+void Intensities::findInside()
+{
+    double first = 0.0;
+    bool found = false;
+    with_element(m_view.kind, [&](auto element) {
+        for (int z = 0; z < m_view.nz && !found; ++z) {
+            for (int y = 0; y < m_view.ny && !found; ++y) {
+                const auto* const row = m_view.row<decltype(element)>(z, y);
+                const std::uint8_t* const mask = m_view.maskRow(z, y);
+                for (int x = 0; x < m_view.nx && !found; ++x) {
+                    const std::ptrdiff_t place = x * m_view.stride_x;
+                    m_inside += mask[place] != 0 ? 1 : 0;
+                    found = mask[place] != 0 && std::isfinite(static_cast<double>(row[place]));
+                    first = found ? static_cast<double>(row[place]) : 0.0;
+                }
+            }
+        }
+    });
+    setOutside(first);
+}
+
+void Intensities::setOutside(double intensity)
+{
+    (haveLevels() ? m_values.back() : m_outside) = intensity;
 }
 
 void Intensities::map(const std::function<void(double*, std::int64_t)>& change)
@@ -94,7 +143,10 @@ void Intensities::row(int z, int y, double* values) const
     with_element(m_view.kind, [&](auto element) {
         using Element = decltype(element);
         const Element* const row = m_view.row<Element>(z, y);
-        for (int x = 0; x < m_view.nx; ++x) {
+        for (int x = 0; m_view.mask != nullptr && x < m_view.nx; ++x) {
+            values[x] = of(row + x * m_view.stride_x);
+        }
+        for (int x = 0; m_view.mask == nullptr && x < m_view.nx; ++x) {
             const Element voxel = row[x * m_view.stride_x];
             if constexpr (has_levels<Element>) {
                 values[x] = m_values[level(voxel)];

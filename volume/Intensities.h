@@ -17,7 +17,11 @@ namespace tonalign {
 /// one intensity for each level takes the place of the voxels: mapping it maps the volume. Volumes of other
 /// types stand for their own values.
 ///
-/// Level 0 is the type's smallest value. Views `view`, which outlives this object.
+/// With a mask all voxels outside it have one intensity, whatever is stored there: that of the first finite
+/// voxel inside, so that the volume has the range of its inside, until setOutside() gives another one.
+///
+/// Level 0 is the type's smallest value; the outside of a mask is one more level, the last. Views `view`,
+/// which outlives this object.
 class Intensities
 {
 public:
@@ -27,8 +31,29 @@ public:
 
     bool haveLevels() const { return !m_values.empty(); }
 
-    /// Whether the levels have other intensities than they are stored with.
-    bool areMapped() const { return m_mapped; }
+    /// Whether any voxel has another intensity than it is stored with.
+    bool areMapped() const { return m_mapped || m_view.mask != nullptr; }
+
+    /// Whether there is any voxel, and inside the mask, if there is one.
+    bool haveInside() const { return m_inside > 0; }
+
+    double outside() const { return haveLevels() ? m_values.back() : m_outside; } ///< of a mask
+    void setOutside(double intensity);
+    std::uint32_t outsideLevel() const { return static_cast<std::uint32_t>(m_values.size() - 1); }
+
+    /// The intensity of a stored voxel of the view.
+    template <typename Element>
+    double of(const Element* voxel) const
+    {
+        if (m_view.mask != nullptr && m_view.mask[voxel - static_cast<const Element*>(m_view.voxels)] == 0) {
+            return outside();
+        }
+        if constexpr (sizeof(Element) <= 2) {
+            return m_values[level(*voxel)];
+        } else {
+            return static_cast<double>(*voxel);
+        }
+    }
 
     /// The intensity of each level, and how many voxels have it; both empty for types without levels.
     const std::vector<double>& values() const { return m_values; }
@@ -51,8 +76,12 @@ public:
     VolumeRows rows() const;
 
 private:
+    void findInside();
+
     VolumeView m_view;
     bool m_mapped = false;
+    std::int64_t m_inside = 0;
+    double m_outside = 0.0;
     std::vector<double> m_values;
     std::vector<std::int64_t> m_counts;
 };

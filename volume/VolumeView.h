@@ -42,7 +42,22 @@ struct VolumeView
         return static_cast<const Element*>(voxels) + z * stride_z + y * stride_y;
     }
 
+    /// The same voxels with a mask: bytes, not 0 inside, laid out as the voxels are.
+    VolumeView masked(const std::uint8_t* first_byte) const
+    {
+        VolumeView result = *this;
+        result.mask = first_byte;
+        return result;
+    }
+
+    /// The bytes of the mask for row (0, y, z), with the voxels' stride; null without a mask.
+    const std::uint8_t* maskRow(int z, int y) const
+    {
+        return mask == nullptr ? nullptr : mask + z * stride_z + y * stride_y;
+    }
+
     const void* voxels;
+    const std::uint8_t* mask = nullptr; ///< null when every voxel is inside
     ElementKind kind;
     int nx; ///< size in voxels
     int ny;
