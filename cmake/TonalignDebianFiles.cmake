@@ -27,7 +27,8 @@ file(REMOVE ${doc}/LICENSE)
 
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
-file(RENAME ${doc}/CHANGELOG.md ${doc}/changelog)
+file(COPY_FILE ${CMAKE_CURRENT_LIST_DIR}/../CHANGELOG.md ${doc}/changelog)
+file(REMOVE ${doc}/CHANGELOG.md)
 file(WRITE ${doc}/changelog.Debian
 "${CPACK_PACKAGE_NAME} (${version}) unstable; urgency=medium
 
@@ -40,10 +41,10 @@ file(GLOB pages ${prefix}/share/man/man1/*.1)
 execute_process(COMMAND gzip -9n ${doc}/changelog ${doc}/changelog.Debian ${pages} COMMAND_ERROR_IS_FATAL ANY)
 
 configure_file(${CMAKE_CURRENT_LIST_DIR}/../packaging/debian/lintian-overrides
-    ${prefix}/share/lintian/overrides/${CPACK_PACKAGE_NAME} COPYONLY)
+    ${prefix}/share/lintian/overrides/${CPACK_PACKAGE_NAME} @ONLY)
 
 # CPack strips programs, but neither libraries nor the compiler's mark.
-file(GLOB_RECURSE objects ${prefix}/lib/*.a ${prefix}/bin/*)
+file(GLOB_RECURSE objects ${prefix}/lib/*.a ${prefix}/lib/*.so ${prefix}/bin/*)
 foreach(object IN LISTS objects)
     file(READ ${object} magic LIMIT 4 HEX)
     if(magic STREQUAL 7f454c46 OR magic STREQUAL 213c6172) # ELF or archive: no script
@@ -55,5 +56,6 @@ endforeach()
 file(GLOB_RECURSE files LIST_DIRECTORIES false ${prefix}/share/*)
 list(FILTER files EXCLUDE REGEX /completions/) # there are links among them
 file(CHMOD ${files} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
-file(CHMOD ${prefix}/share/tonalign/workflow/check_run PERMISSIONS
+file(GLOB programs ${prefix}/share/tonalign/workflow/check_run)
+file(CHMOD ${programs} PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)

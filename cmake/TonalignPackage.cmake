@@ -12,6 +12,11 @@ foreach(command IN ITEMS tonalign-header tonalign-average tonalign-from-nifti to
     install(FILES ${PROJECT_BINARY_DIR}/completion/${command} DESTINATION ${completion_dir})
 endforeach()
 
+if(TONALIGN_BUILD_PYTHON)
+    file(CREATE_LINK tonalign ${PROJECT_BINARY_DIR}/completion/tonalign-nifti SYMBOLIC)
+    install(FILES ${PROJECT_BINARY_DIR}/completion/tonalign-nifti DESTINATION ${completion_dir} COMPONENT python)
+endif()
+
 # The documents keep the places that they have here, so that their links go on working.
 install(FILES README.md CHANGELOG.md CITATION.cff LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
@@ -40,6 +45,9 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+# The Python package goes into a Debian package of its own, for the interpreter that it was built with.
+set(CPACK_INSTALL_CMAKE_PROJECTS "${PROJECT_BINARY_DIR};${PROJECT_NAME};Unspecified;/")
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/TonalignPythonPackage.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/TonalignDebianFiles.cmake)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -75,6 +75,12 @@ __tonalign_arguments()
     esac
 }
 
+__tonalign_nifti_options=(
+    -h --help --mask --target-mask --masks --bins --sigma --endpoints --clip --classic --outside --volume
+    --histogram-before --histogram-after --histogram-target --log -o --output --smooth --leave-out --leave-out-outliers
+    --threads -q --quiet
+)
+
 # bash gives the command, the word to complete and the one before it.
 _tonalign()
 {
@@ -88,6 +94,13 @@ _tonalign()
     tonalign-report:*:-*) __tonalign_words "$current" -h --help --version -o -C --title ;;
     tonalign-average:*:-*) __tonalign_words "$current" --help --version -- ;;
     tonalign-header:*:-*) __tonalign_words "$current" --help --version -- ;;
+    tonalign-nifti:*)
+        case $COMP_CWORD:$current in
+        1:*) __tonalign_words "$current" match average -h --help --version ;;
+        *:-*) __tonalign_words "$current" "${__tonalign_nifti_options[@]}" ;;
+        *) __tonalign_files "$current" '' ;;
+        esac
+        ;;
     tonalign-*-nifti:*:-*) __tonalign_words "$current" -h --help --version ;;
     tonalign-report:* | tonalign-*-nifti:*) __tonalign_files "$current" '' ;;
     *)
@@ -101,4 +114,5 @@ _tonalign()
     esac
 }
 
-complete -F _tonalign tonalign tonalign-header tonalign-average tonalign-from-nifti tonalign-report tonalign-to-nifti
+complete -F _tonalign tonalign tonalign-header tonalign-average tonalign-from-nifti tonalign-report tonalign-to-nifti \
+    tonalign-nifti

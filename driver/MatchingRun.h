@@ -49,6 +49,12 @@ void adopt_target_bins(MatchingRun& run);
 /// Matches the dynamic range of the input to the target's, when asked for.
 void match_endpoints(MatchingRun& run);
 
+/// The histogram that the next stage gives the input; its top bin stands for the target volume's present
+/// maximum.
+///
+/// Smoothed, it is that of the target volume as it is now; unsmoothed, that of the target as loaded.
+HistogramArray histogram_to_reach(const MatchingRun& run);
+
 /// Gives the input the target histogram exactly, when asked for.
 void match_histograms(MatchingRun& run);
 

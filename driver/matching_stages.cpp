@@ -27,9 +27,8 @@ HistogramArray smoothed_copy(const HistogramArray& hist, const RunParameters& p)
     return result;
 }
 
-/// The histogram to reach, its top bin standing for the target volume's present maximum.
-///
-/// Smoothed, it is that of the target volume as it is now; unsmoothed, that of the target as loaded.
+} // namespace
+
 HistogramArray histogram_to_reach(const MatchingRun& run)
 {
     const RunParameters& p = run.parameters;
@@ -45,8 +44,6 @@ HistogramArray histogram_to_reach(const MatchingRun& run)
     hist2[1][p.Nbins] = run.target.range().maximum;
     return hist2;
 }
-
-} // namespace
 
 void match_endpoints(MatchingRun& run)
 {

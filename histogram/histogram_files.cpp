@@ -99,14 +99,17 @@ Fault fault_of_histogram_length(const std::string& filename, int N)
 
 Fault load_target_histogram(double** hist2, int N, const std::string& filename)
 {
-    if (Fault fault = load_array(hist2, N, filename.c_str())) {
-        return fault;
-    }
+    Fault fault = load_array(hist2, N, filename.c_str());
+    return fault ? fault : complete_target_histogram(hist2, N, filename);
+}
+
+Fault complete_target_histogram(double** hist2, int N, const std::string& name)
+{
     hist2[2][1] = 0.0;
     double sum = 0.0;
     for (int i = 1; i <= N; ++i) {
         if (!(hist2[2][i] >= 0.0) || std::isinf(hist2[2][i])) {
-            return {filename + ": the frequency of bin " + std::to_string(i) + " is " + text_of(hist2[2][i]) +
+            return {name + ": the frequency of bin " + std::to_string(i) + " is " + text_of(hist2[2][i]) +
                     ", but a finite number that is not negative is expected"};
         }
         sum += hist2[2][i];
@@ -114,7 +117,7 @@ Fault load_target_histogram(double** hist2, int N, const std::string& filename)
     hist2[2][N + 1] = sum;
     const double reciprocal = 1.0 / sum; // finite from the limit in the message on
     if (!std::isfinite(sum) || !std::isfinite(reciprocal)) {
-        return {filename + ": the frequencies of bins 2 to " + std::to_string(N) + " sum to " + text_of(sum) +
+        return {name + ": the frequencies of bins 2 to " + std::to_string(N) + " sum to " + text_of(sum) +
                 ", but a finite sum of at least 5.56268464626801e-309 is expected"};
     }
     for (int i = 1; i <= N; ++i) {

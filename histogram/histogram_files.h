@@ -27,11 +27,14 @@ namespace tonalign {
 /// tersely they are written. To be asked before memory is taken for the bins.
 [[nodiscard]] Fault fault_of_histogram_length(const std::string& filename, int N);
 
-/// Reads a target histogram as load_array does and brings it into the form of a computed one: bin 1 dropped,
-/// frequencies summing to 1, their sum before that in column N+1.
+/// Brings a histogram into the form of a computed one: bin 1 dropped, frequencies summing to 1, their sum
+/// before that in column N+1.
 ///
-/// Row 1 keeps the file's own bin centres. Beyond load_array's, faults are a frequency that is negative or
-/// not finite, and frequencies outside bin 1 whose sum is too small or too large to divide by.
+/// Faults are a frequency that is negative or not finite, and frequencies outside bin 1 whose sum is too
+/// small or too large to divide by; `name` is for the messages.
+[[nodiscard]] Fault complete_target_histogram(double** hist2, int N, const std::string& name);
+
+/// Reads a target histogram as load_array does, and completes it. Row 1 keeps the file's own bin centres.
 [[nodiscard]] Fault load_target_histogram(double** hist2, int N, const std::string& filename);
 
 } // namespace tonalign

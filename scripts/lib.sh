@@ -9,11 +9,12 @@ readonly test_packages=(
     nifti-bin python3-nibabel python3-numpy # volumes as other programs read and write them
     python3-matplotlib python3-pil          # for the report's page
     scdoc groff-base                        # the manual pages, and a check of them
+    pybind11-dev python3-dev                # the Python package
     strace                                  # to let calls fail
 )
 # And what the tests labelled slow take.
 # shellcheck disable=SC2034
-readonly slow_test_packages=(python3-selenium chromium chromium-driver fonts-dejavu-core snakemake)
+readonly slow_test_packages=(python3-pip python3-setuptools python3-wheel python3-selenium chromium chromium-driver fonts-dejavu-core snakemake)
 
 # announce TEXT...: says which step comes next.
 announce()

@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """check_manual_pages.py PREFIX VERSION: each installed command, its manual page and its completion say the same."""
 
+import os
 import re
 import subprocess
 import sys
@@ -12,6 +13,7 @@ TERM = re.compile(r"^ {7}(?=\S)(.*)$", re.M)  # what a page explains stands at i
 COMPLETE = 'source "$1"; COMP_WORDS=("$2" -) COMP_CWORD=1; _tonalign "$2" - "$2"; echo "${COMPREPLY[@]}"'
 GROFF = "groff -man -Kutf8 -Tascii -rLL=600n -P-c -P-b -P-o -P-u".split()  # lines are too long to be broken
 PREFIX, VERSION = Path(sys.argv[1]), sys.argv[2]
+os.environ["PYTHONPATH"] = str(PREFIX / "lib/python3/dist-packages")
 
 
 def output_of(*command):
@@ -34,6 +36,12 @@ def facts(name, page):
         yield synopses, [" ".join(name.replace(" ", "-") for name in ("tonalign", *names)) for names in arguments]
         readme = (PREFIX / "share/doc/tonalign/README.md").read_text(encoding="utf-8")
         yield statuses, list(map(int, re.findall(r"\n\| (\d+) \|", readme)))
+        return
+    if name == "tonalign-nifti":
+        helps = [output_of(PREFIX / "bin" / name, *command, "--help") for command in ([], ["match"], ["average"])]
+        yield set(OPTION.findall(" ".join(helps))), set(OPTION.findall("\n".join(TERM.findall(page["OPTIONS"]))))
+        yield statuses, numbers(helps[0].partition("Exit status:")[2])
+        yield f"{name} {VERSION}\n", output_of(PREFIX / "bin" / name, "--version")
         return
     usage, _, rest = output_of(PREFIX / "bin" / name, "--help").partition("\n\n")
     usage = re.sub(rf"^[Uu]sage:|\b{name}\b", "", usage)
