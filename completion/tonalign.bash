@@ -92,7 +92,8 @@ _tonalign()
     tonalign-report:-C:*) __tonalign_files "$current" / ;;
     tonalign-report:--title:*) ;;
     tonalign-report:*:-*) __tonalign_words "$current" -h --help --version -o -C --title ;;
-    tonalign-average:*:-*) __tonalign_words "$current" --help --version -- ;;
+    tonalign-average:*:-*)
+        __tonalign_words "$current" --clip --smooth --leave-out --leave-out-outliers --report --help --version -- ;;
     tonalign-header:*:-*) __tonalign_words "$current" --help --version -- ;;
     tonalign-nifti:*)
         case $COMP_CWORD:$current in

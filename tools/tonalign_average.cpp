@@ -12,12 +12,15 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <limits>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -36,7 +39,7 @@ enum Status
     trouble = 2,
 };
 
-constexpr std::string_view usage = "Usage: tonalign-average OUT.hist N IN...\n"
+constexpr std::string_view usage = "Usage: tonalign-average [OPTION...] OUT.hist N IN...\n"
                                    "       tonalign-average --help | --version\n";
 
 constexpr std::string_view explanation =
@@ -54,6 +57,16 @@ constexpr std::string_view explanation =
     "the others sum to 1 for every volume, whatever its size. Of these frequencies,\n"
     "and of the bin centres, the mean is written: the sum in the order of the inputs,\n"
     "divided by their number. One volume is in memory at a time.\n"
+    "\n"
+    "  --clip P      end each volume's range at this percentile of its voxels above the\n"
+    "                smallest; what lies beyond counts in the last bin\n"
+    "  --smooth S    smooth the mean by a Gaussian of so many bins\n"
+    "  --leave-out IN\n"
+    "                measure a volume, but make the mean without it; may be given again\n"
+    "  --leave-out-outliers Z\n"
+    "                the same for volumes whose distance from the mean of the others is\n"
+    "                above the median by more than Z robust standard deviations\n"
+    "  --report      print how far each volume is from the mean of the others\n"
     "\n"
     "Names that start with a dash come after the argument --.\n"
     "\n"
@@ -82,6 +95,47 @@ int parse_bins(std::string_view text, int fewest, int most)
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), bins);
     const bool plain = error == std::errc{} && end == text.data() + text.size();
     return plain && fewest <= bins && bins <= most ? bins : 0;
+}
+
+/// What the options ask for.
+struct Wishes
+{
+    double clip = 100.0;
+    double smooth = 0.0;
+    std::vector<std::string> left_out;
+    std::optional<double> outlier_limit;
+    bool report = false;
+};
+
+/// Reads the options; what cannot be used is a fault.
+Fault parse_wishes(const tonalign::Arguments& line, Wishes& wishes)
+{
+    for (const auto& [option, value] : line.options) {
+        double number = 0.0;
+        const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+        const bool plain = error == std::errc{} && end == value.data() + value.size() &&
+                           std::isfinite(number) && number >= 0.0;
+        if (option == "--leave-out") {
+            wishes.left_out.push_back(value);
+        } else if (option == "--report") {
+            wishes.report = true;
+        } else if (option == "--clip" && plain && 0.0 < number && number <= 100.0) {
+            wishes.clip = number;
+        } else if (option == "--smooth" && plain) {
+            wishes.smooth = number;
+        } else if (option == "--leave-out-outliers" && plain) {
+            wishes.outlier_limit = number;
+        } else {
+            return {option + ": \"" + value + "\" is not a value that it takes"};
+        }
+    }
+    for (const std::string& name : wishes.left_out) {
+        const auto same = [&name](const char* operand) { return name == operand; };
+        if (std::none_of(line.operands.begin() + 2, line.operands.end(), same)) {
+            return {"--leave-out: \"" + name + "\" is none of the inputs"};
+        }
+    }
+    return {};
 }
 
 /// One line on standard error, and only for somebody who watches.
@@ -150,7 +204,7 @@ Fault inspect(const char* output, std::span<const char* const> names, std::vecto
 }
 
 /// Reads a volume and adds its histogram.
-Fault add(const tonalign::PairFile& input, int bins, tonalign::HistogramMean& mean)
+Fault add(const tonalign::PairFile& input, int bins, double clip, tonalign::HistogramMean& mean)
 {
     const std::string& name = input.names.image;
     const std::string stage = "reading " + name;
@@ -163,7 +217,7 @@ Fault add(const tonalign::PairFile& input, int bins, tonalign::HistogramMean& me
     tonalign::RunVolume volume;
     const tonalign::VolumeView view(voxels.block(), tonalign::ElementKind::float64, voxels.getNxTotal(),
                                     voxels.getNyTotal(), voxels.getNzTotal());
-    if (Fault fault = volume.takeForeground(view, name, bins, 100.0)) {
+    if (Fault fault = volume.takeForeground(view, name, bins, clip)) {
         return fault;
     }
     const tonalign::HistogramArray hist(bins);
@@ -171,7 +225,29 @@ Fault add(const tonalign::PairFile& input, int bins, tonalign::HistogramMean& me
     return mean.add(hist, name);
 }
 
-Fault average(const char* output, int bins, std::span<const char* const> names)
+/// Leaves out what is to be left out, and tells of it when asked.
+Fault choose(tonalign::HistogramMean& mean, std::span<const char* const> names, const Wishes& wishes)
+{
+    for (std::size_t k = 0; k < names.size(); ++k) {
+        if (std::find(wishes.left_out.begin(), wishes.left_out.end(), names[k]) != wishes.left_out.end()) {
+            mean.leaveOut(k);
+        }
+    }
+    if (wishes.outlier_limit) {
+        mean.leaveOutliersOut(*wishes.outlier_limit);
+    }
+    std::size_t left = 0;
+    const std::vector<double> distances = mean.distances();
+    for (std::size_t k = 0; k < names.size(); ++k) {
+        left += mean.isLeftOut(k) ? 0 : 1;
+        if (wishes.report) {
+            std::cout << names[k] << '\t' << distances[k] << (mean.isLeftOut(k) ? "\tleft out\n" : "\n");
+        }
+    }
+    return left > 0 ? Fault() : Fault{"every volume is left out, but a mean expects at least one"};
+}
+
+Fault average(const char* output, int bins, std::span<const char* const> names, const Wishes& wishes)
 {
     tonalign::enter_stage("looking at the inputs");
     std::vector<tonalign::PairFile> inputs;
@@ -183,18 +259,22 @@ Fault average(const char* output, int bins, std::span<const char* const> names)
     const Progress progress(inputs.size());
     for (std::size_t k = 0; k < inputs.size(); ++k) {
         progress.enter(k + 1, names[k]);
-        if (Fault fault = add(inputs[k], bins, mean)) {
+        if (Fault fault = add(inputs[k], bins, wishes.clip, mean)) {
             return fault;
         }
     }
+    if (Fault fault = choose(mean, names, wishes)) {
+        return fault;
+    }
     tonalign::enter_stage("writing the mean");
     errno = 0;
-    return save_array(mean.mean(0.0), bins, output) ? Fault() : fault_of_output(output);
+    return save_array(mean.mean(wishes.smooth), bins, output) ? Fault() : fault_of_output(output);
 }
 
 int run(std::span<char*> arguments)
 {
-    const tonalign::Arguments line = tonalign::parse_arguments(arguments);
+    const tonalign::Arguments line = tonalign::parse_arguments(
+        arguments, {"--report"}, {"--clip", "--smooth", "--leave-out", "--leave-out-outliers"});
     if (line.help) {
         std::cout << usage << explanation;
         return done;
@@ -217,7 +297,11 @@ int run(std::span<char*> arguments)
                            "\", but a plain number from " + std::to_string(fewest) + " to " +
                            std::to_string(most) + " is expected");
     }
-    if (const Fault fault = average(line.operands[0], bins, std::span(line.operands).subspan(2))) {
+    Wishes wishes;
+    if (const Fault fault = parse_wishes(line, wishes)) {
+        return usage_error(fault.message);
+    }
+    if (const Fault fault = average(line.operands[0], bins, std::span(line.operands).subspan(2), wishes)) {
         std::cerr << program << ": " << fault.message << '\n';
         return trouble;
     }
