@@ -254,6 +254,7 @@ py::dict normalise(const Names& names, const py::array& volume, const std::optio
     results["after"] = histogram_tuple(run.hist1, bins);
     results["target_after"] = histogram_tuple(run.hist2, bins);
     results["distances"] = distances;
+    results["foreground"] = static_cast<std::int64_t>(before[0][2][bins + 1]);
     return results;
 }
 

@@ -192,7 +192,7 @@ def match(options, progress):
                 threads=options.threads,
             )
             result = numpy.asanyarray(run.volume.dataobj).reshape(scan.array.shape)
-            before, after, reached, foreground = run.before, run.after, run.target_after, None
+            before, after, reached, foreground = run.before, run.after, run.target_after, run.foreground
         else:
             result, found = match_volume(
                 scan, target, mask, target_mask, options.bins, options.sigma, options.endpoints, outside, options.clip,
@@ -221,11 +221,16 @@ def match(options, progress):
             "foreground_voxels": foreground,
             "distance_before": before.distance(reached),
             "distance_after": after.distance(reached),
+            "histograms": {
+                name: {"centres": h.centres.tolist(), "frequencies": h.frequencies.tolist()}
+                for name, h in (("before", before), ("after", after), ("target", reached))
+            },
             "matching_seconds": round(core_seconds, 3),
             "seconds": round(time.monotonic() - started, 3),
         }
         with written_whole(options.log) as unfinished:
-            unfinished.write_text(json.dumps(log, indent=2) + "\n", encoding="utf-8")
+            lines = ",\n".join(f"  {json.dumps(name)}: {json.dumps(value)}" for name, value in log.items())
+            unfinished.write_text(f"{{\n{lines}\n}}\n", encoding="utf-8")
     progress("")
     if not options.quiet:
         sizes = " x ".join(str(n) for n in result.shape)

@@ -147,6 +147,8 @@ class Normalised:
         The histograms that the tool writes.
     distances : tuple of three floats
         Between the histograms before the run, after the endpoints and at the end, as the tool prints them.
+    foreground : int
+        Number of the volume's voxels in the bins from 2 on, before the run.
     """
 
     volume: object
@@ -156,6 +158,7 @@ class Normalised:
     target_before: Target
     target_after: Target
     distances: tuple
+    foreground: int
 
 
 def normalise(volume, target, *, bins=256, sigma=0.0, endpoints=False, matching=True, threads=None):
@@ -208,5 +211,6 @@ def normalise(volume, target, *, bins=256, sigma=0.0, endpoints=False, matching=
         volume=volume.like(result),
         target=None if target_volume is None else target_volume.like(target_result),
         distances=tuple(found["distances"]),
+        foreground=found["foreground"],
         **histograms,
     )

@@ -12,6 +12,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -79,14 +80,23 @@ const MatchingLimits& next_way()
     return ways[next++ % std::size(ways)];
 }
 
-/// A volume whose voxels an element type can hold, as a view that runs backwards, with gaps.
+/// A volume whose voxels an element type can hold, as a view that runs backwards, with gaps. With a mask,
+/// whose outside is the volume's minimum, something else is stored there.
 template <typename Element>
-void expect_match_as(const Volume& volume, const Histogram& target, const Volume& expected)
+void expect_match_as(const Volume& volume, const Histogram& target, const Volume& expected,
+                     const std::vector<std::uint8_t>& mask = {})
 {
     using Limits = std::numeric_limits<Element>;
-    std::vector<Element> stored(volume.voxels.size() * 2);
+    std::vector<Element> stored(volume.voxels.size() * 2, Limits::max());
+    std::vector<std::uint8_t> stored_mask(stored.size());
     for (std::size_t j = 0; j < volume.voxels.size(); ++j) {
         const double v = volume.voxels[volume.voxels.size() - 1 - j];
+        if (!mask.empty()) {
+            stored_mask[2 * j] = mask[volume.voxels.size() - 1 - j];
+            if (stored_mask[2 * j] == 0) {
+                continue;
+            }
+        }
         if (v < Limits::lowest() || v > Limits::max() || static_cast<double>(static_cast<Element>(v)) != v ||
             (std::signbit(v) && v == 0.0)) {
             return;
@@ -96,7 +106,11 @@ void expect_match_as(const Volume& volume, const Histogram& target, const Volume
     const std::ptrdiff_t row = std::ptrdiff_t{2} * volume.nx;
     const tonalign::VolumeView view(&stored[stored.size() - 2], tonalign::element_kind<Element>, volume.nx,
                                     volume.ny, volume.nz, -2, -row, -row * volume.ny);
-    const tonalign::Intensities intensities(view);
+    tonalign::Intensities intensities(mask.empty() ? view
+                                                   : view.masked(&stored_mask[stored_mask.size() - 2]));
+    if (!mask.empty()) {
+        intensities.setOutside(*std::min_element(volume.voxels.begin(), volume.voxels.end()));
+    }
     const tonalign::IntensityRange range = tonalign::intensity_range(intensities.rows());
     const tonalign::ExactMatch match =
         tonalign::match_exactly(intensities, range, array_of(target), target.bins, next_way());
@@ -141,6 +155,37 @@ TEST(ExactMatching, IsTheTranscribedOneOnRandomVolumes)
         const Volume volume =
             seed % 8 == 0 ? draw_volume(dice, dice.between(14, 18), 16, 16).volume : draw_volume(dice).volume;
         expect_match(volume, draw_target(dice, dice.any_of<int>({2, 3, 4, 6, 10, 40})));
+    }
+}
+
+TEST(ExactMatching, TakesWhatLiesOutsideAMaskForItsBackground)
+{
+    for (std::uint64_t seed = 1; seed <= 150 && !HasFailure(); ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Dice dice(seed);
+        Volume volume = draw_volume(dice, dice.between(5, 14), 9, 7).volume;
+        const int bins = dice.any_of<int>({2, 3, 10, 40});
+        std::vector<std::uint8_t> mask(volume.voxels.size());
+        double lo = std::numeric_limits<double>::infinity();
+        double hi = -lo;
+        for (std::size_t j = 0; j < mask.size(); ++j) {
+            mask[j] = dice.once_in(3) ? 0 : static_cast<std::uint8_t>(dice.between(1, 255));
+            lo = mask[j] != 0 ? std::min(lo, volume.voxels[j]) : lo;
+            hi = mask[j] != 0 ? std::max(hi, volume.voxels[j]) : hi;
+        }
+        const double outside = lo - (hi - lo) / (bins - 1.5);
+        for (std::size_t j = 0; j < mask.size(); ++j) {
+            volume.voxels[j] = mask[j] != 0 ? volume.voxels[j] : outside;
+        }
+        const Histogram target = draw_target(dice, bins);
+        Volume expected = volume;
+        match_exactly(expected, target);
+        omp_set_num_threads(dice.any_of<int>({1, 2, 7}));
+        expect_match_as<std::uint8_t>(volume, target, expected, mask);
+        expect_match_as<std::int16_t>(volume, target, expected, mask);
+        expect_match_as<std::int32_t>(volume, target, expected, mask);
+        expect_match_as<float>(volume, target, expected, mask);
+        expect_match_as<double>(volume, target, expected, mask);
     }
 }
 

@@ -100,6 +100,11 @@ def a_run_is_the_tool_s_and_a_log_tells_it():
     log = json.loads(Path("log.json").read_text(encoding="utf-8"))
     assert log["foreground_voxels"] == (SCAN % 3 != 0).sum() and 10 * log["distance_after"] < log["distance_before"], log
     assert tonalign.Target.load("a.hist").distance(tonalign.Target.load("t.hist")) == log["distance_after"]
+    Path("damaged.json").write_text(Path("log.json").read_text(encoding="utf-8").replace('"voxels": ', '"voxels": -'))
+    report = [BUILD / "tonalign-report", "-o", "page.html", "log.json", "damaged.json"]
+    told = subprocess.run(report, capture_output=True, text=True, check=False)
+    assert told.returncode == 1 and told.stderr.count("\n") == 1 and "damaged.json: " in told.stderr, told
+    assert "2 scans: 1 failed" in Path("page.html").read_text(encoding="utf-8")
     # The target's file stands for the target, and averaging one scan makes that file.
     succeed("match", "scan.nii.gz", "t.hist", "by-file.nii", *masks)
     numpy.testing.assert_array_equal(nibabel.load("by-file.nii").dataobj, nibabel.load("out.nii").dataobj)

@@ -131,4 +131,5 @@ def all_findings(run, volumes):
     if source is None:
         text = "The output has the name of the input, so there is no input to show."
         result.append(Finding("input overwritten", text))
-    return result + list(header_findings(volumes))
+    # tonalign-nifti heeds what headers say.
+    return result if run.nifti else result + list(header_findings(volumes))

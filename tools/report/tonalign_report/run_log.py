@@ -1,13 +1,20 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""What the log of one run of tonalign says: its files, its settings, its errors, and whether it was complete."""
+"""What the log of one run says: its files, its settings, its errors, and whether it was complete.
+
+tonalign's log is what it printed; tonalign-nifti writes one in JSON.
+"""
 
 import dataclasses
+import json
 import re
+
+import numpy
 
 START = "INPUTS TO THE PROGRAM"
 END = "*****TOTAL RUNNING TIME*****"
 ERROR = "Error between histograms="
 LOGGED_BYTES_AT_MOST = 1 << 20  # a log has a few kilobytes; whatever is larger is something else
+JSON_BYTES_AT_MOST = 1 << 28  # it holds histograms
 
 # Lines of a listing, in the order in which they are printed. Names are taken to the end of their line.
 USAGE1 = (
@@ -43,6 +50,16 @@ class RunLog:
     error_before: float
     error_after: float
     seconds: float
+    nifti: dict | None = None  # the JSON log of tonalign-nifti
+
+    def background(self):
+        """The share of voxels in the background, where the log tells it."""
+        return 1 - self.nifti["foreground_voxels"] / self.nifti["voxels"] if self.nifti else None
+
+    def histograms(self):
+        """The frequencies of input, output and target, of tonalign-nifti."""
+        names = {"input": "before", "output": "after", "target": "target"}
+        return {what: numpy.array(self.nifti["histograms"][name]["frequencies"]) for what, name in names.items()}
 
 
 def read_text(path):
@@ -50,13 +67,18 @@ def read_text(path):
     a file is opened."""
     try:
         with open(path, "rb") as file:
-            return file.read(LOGGED_BYTES_AT_MOST + 1).decode("utf-8", "surrogateescape")
+            return file.read(JSON_BYTES_AT_MOST).decode("utf-8", "surrogateescape")
     except OSError as error:
         raise BadLog(f"the log cannot be read: {error.strerror}") from error
 
 
 def named_files(text):
     """Pairs of a listing's line and the name it gives, of whatever runs are in the log, complete or not."""
+    if text.startswith("{"):
+        try:
+            return list(parse_json(text).files.items())
+        except BadLog:
+            return []
     return re.findall(r"^((?:in|out)putfile[12](?:_hist)?) *\t(.*)$", text, re.MULTILINE)
 
 
@@ -94,8 +116,29 @@ def number(text, what):
         raise BadLog(f"{what} in the log is no number: {text.strip()!r}") from error
 
 
+def parse_json(text):
+    """The run of a log of tonalign-nifti."""
+    try:
+        log = json.loads(text)
+        usage = 2 if str(log["target"]).endswith(".hist") else 1
+        files = {"inputfile1": log["input"], "inputfile2": log["target"], "outputfile1": log["output"]}
+        if not all(isinstance(name, str) for name in files.values()):
+            raise TypeError("names of files are texts")
+        run = RunLog(
+            usage, files, int(log["bins"]), float(log["sigma"]), bool(log["endpoints"]), True,
+            float(log["distance_before"]), float(log["distance_after"]), float(log["seconds"]), log,
+        )
+        if not 0 <= run.background() <= 1 or any(h.shape != (run.bins,) for h in run.histograms().values()):
+            raise ValueError("its numbers of voxels or bins do not fit together")
+    except (ValueError, KeyError, TypeError, ArithmeticError) as error:
+        raise BadLog(f"not a log of tonalign-nifti: {type(error).__name__}, {error}") from error
+    return run
+
+
 def parse(text):
     """The run that the text of a log tells about."""
+    if text.startswith("{"):
+        return parse_json(text)
     if len(text.encode("utf-8", "surrogateescape")) > LOGGED_BYTES_AT_MOST:
         raise BadLog("the log is larger than any log of one run")
     if "\0" in text and START in text:

@@ -11,7 +11,7 @@ from .histograms import BadHistogram, as_target, distance, read_frequencies
 from .pairs import pair_files
 from .run_log import BadLog, RunLog, named_files, parse, read_text
 from .texts import shortened
-from .volumes import BadVolume, read_volume
+from .volumes import BadVolume, read_image, read_volume
 
 PRINTED_DIGITS = 2e-5  # errors are printed with six significant digits
 LAST_LINES = 12
@@ -43,12 +43,17 @@ class Scan:
             if histogram or listed == "inputfile2":  # a target of either kind
                 yield pathlib.Path(folder, name)
             if not histogram:
-                yield from pair_files(folder, name)
+                yield from volume_files(self.run, folder, name)
 
     def badness(self):
         """Sorts the worst first."""
         error = self.run.error_after if self.run else 0
         return (not self.failures, -len(self.findings), -error, self.name)
+
+
+def volume_files(run, folder, name):
+    """The header and the image of a volume; both are one file where tonalign-nifti read or wrote it."""
+    return (pathlib.Path(folder, name),) * 2 if run and run.nifti else pair_files(folder, name)
 
 
 def open_log(path):
@@ -70,7 +75,7 @@ def output_files(run, folder):
     """Every file that a run has written."""
     for name, value in run.files.items():
         if name.startswith("outputfile") and not name.endswith("_hist"):
-            yield os.path.realpath(pair_files(folder, value)[1])
+            yield os.path.realpath(volume_files(run, folder, value)[1])
         elif name.endswith("_hist"):
             yield os.path.realpath(pathlib.Path(folder, value))
 
@@ -90,15 +95,22 @@ def find_shared_outputs(scans, folder):
 def read_volumes(scan, folder):
     run = scan.run
     names = {"input": "inputfile1", "output": "outputfile1", "target": "outputfile2"}
+    if run.nifti and run.usage == 1 and not run.nifti.get("classic"):
+        names["target"] = "inputfile2"  # its grey values are the output's
     written = set(output_files(run, folder))
     for what, listed in names.items():
         scan.volumes[what] = None
         if listed not in run.files:
             continue
-        if what == "input" and os.path.realpath(pair_files(folder, run.files[listed])[1]) in written:
+        if what == "input" and os.path.realpath(volume_files(run, folder, run.files[listed])[1]) in written:
             continue
         try:
-            scan.volumes[what] = read_volume(folder, run.files[listed], run.bins)
+            if run.nifti:
+                chosen = run.nifti.get("volume") if what == "input" else None
+                background = None if what == "target" else run.background()
+                scan.volumes[what] = read_image(folder, run.files[listed], run.bins, background, chosen)
+            else:
+                scan.volumes[what] = read_volume(folder, run.files[listed], run.bins)
         except BadVolume as error:
             scan.fail(str(error))
     source, output = scan.volumes["input"], scan.volumes["output"]
@@ -109,6 +121,9 @@ def read_volumes(scan, folder):
 def read_histograms(scan, folder):
     """The four (usage 1) or three (usage 2) histogram files, checked against the errors in the log."""
     run, found = scan.run, {}
+    if run.nifti:
+        scan.histograms = run.histograms()
+        return
     for listed, name in run.files.items():
         is_target_file = run.usage == 2 and listed == "inputfile2"
         if listed.endswith("_hist") or is_target_file:

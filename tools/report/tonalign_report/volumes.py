@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """Analyze pairs as tonalign reads them: the voxels as they are stored, whatever scale the header may name.
 
-A volume is read in slabs of whole slices, twice, so that one of any size takes little memory.
+A volume is read in slabs of whole slices, twice, so that one of any size takes little memory. Volumes of tonalign-nifti
+are read whole, by nibabel.
 """
 
 import dataclasses
 import os
+import zlib
 
 import nibabel
 import numpy
@@ -170,5 +172,53 @@ def read_volume(folder, name, bins):
         in_background=background / voxels,
         levels=len(survey.levels),
         bright=float(numpy.percentile(numpy.concatenate(survey.samples), 99.9)),
+        slices=survey.slices(),
+    )
+
+
+@dataclasses.dataclass
+class ImageHeader:
+    """What the page tells of an image that nibabel has read."""
+
+    image: object
+
+    def sizes(self):
+        return tuple(int(n) for n in self.image.shape[:3])
+
+    def voxel_sizes(self):
+        return tuple(float(size) for size in self.image.header.get_zooms()[:3])
+
+    def element_type(self):
+        return self.image.get_data_dtype()
+
+
+def read_image(folder, name, bins, background, chosen=None):
+    """A volume of tonalign-nifti, of a 4-D file the chosen one.
+
+    `background` is the background's share of the voxels; None has it counted, as without a mask.
+    """
+    try:
+        image = nibabel.load(os.path.join(folder, name))
+        if chosen is not None:
+            image = image.slicer[..., chosen]
+        voxels = numpy.asanyarray(image.dataobj).reshape(image.shape[:3], order="F")
+    except (OSError, EOFError, ValueError, TypeError, zlib.error, nibabel.filebasedimages.ImageFileError) as error:
+        raise BadVolume(f"{name}: {getattr(error, 'strerror', None) or error}") from error
+    finite = voxels[numpy.isfinite(voxels)]  # outside a mask there may be anything
+    if finite.size == 0:
+        raise BadVolume(f"{name}: no voxel is a finite number")
+    slab = numpy.where(numpy.isfinite(voxels), voxels, finite.min()).T
+    survey = Survey(slab.dtype, image.shape[:3])
+    survey.add(0, slab)
+    if background is None:
+        background = in_lowest_bin(slab, float(survey.minimum), float(survey.maximum), bins) / slab.size
+    return Volume(
+        header=ImageHeader(image),
+        minimum=float(survey.minimum),
+        maximum=float(survey.maximum),
+        at_maximum=survey.at_maximum / slab.size,
+        in_background=background,
+        levels=len(survey.levels),
+        bright=float(numpy.percentile(survey.samples[0], 99.9)),
         slices=survey.slices(),
     )
