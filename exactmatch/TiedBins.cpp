@@ -20,7 +20,7 @@ namespace {
 /// Sorts voxels by key, deeper levels where keys are equal, and replaces the keys by ranks from `rank` on.
 template <typename Position>
 void replace_keys_by_ranks(const ShellSums& sums, std::span<VoxelEntry<Position>> entries, int level,
-                           std::uint64_t& rank)
+                           const MatchingLimits& limits, std::uint64_t& rank)
 {
     using Entry = VoxelEntry<Position>;
     const auto by_key = [](const Entry& a, const Entry& b) { return a.key < b.key; };
@@ -31,12 +31,12 @@ void replace_keys_by_ranks(const ShellSums& sums, std::span<VoxelEntry<Position>
     const auto above = std::partition(equal, entries.end(), [=](const Entry& e) { return e.key == middle; });
     std::sort(entries.begin(), equal, by_key);
     std::sort(above, entries.end(), by_key);
-    for (auto run = entries.begin(); run != entries.end();) {
+    for (auto run = entries.begin(); run != entries.end() && !limits.stopped();) {
         const std::uint64_t key = run->key;
         const auto run_end = std::find_if(run, entries.end(), [key](const Entry& e) { return e.key != key; });
         if (run_end - run > 1 && level + 1 < feature_levels) {
             sums.setKeys(level + 1, {run, run_end});
-            replace_keys_by_ranks<Position>(sums, {run, run_end}, level + 1, rank);
+            replace_keys_by_ranks<Position>(sums, {run, run_end}, level + 1, limits, rank);
         } else {
             std::for_each(run, run_end, [rank](Entry& e) { e.key = rank; });
             ++rank;
@@ -69,10 +69,11 @@ public:
 
     /// Ranks the voxels, whose keys hold the levels up to `level`. Gives them codes too and gives back the
     /// tied ends, if that is asked for.
-    std::vector<std::int64_t> rank(const ShellSums& sums, int level, RangeCodes* codes)
+    std::vector<std::int64_t> rank(const ShellSums& sums, int level, const MatchingLimits& limits,
+                                   RangeCodes* codes)
     {
         std::uint64_t rank = 0;
-        replace_keys_by_ranks<Position>(sums, m_entries, level, rank);
+        replace_keys_by_ranks<Position>(sums, m_entries, level, limits, rank);
         std::vector<std::int64_t> tied;
         if (codes != nullptr) {
             for (const std::int64_t end : m_target.endsIn(m_first_column, m_first_column + size() - 1)) {
@@ -226,9 +227,9 @@ void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums
         const int level = arrangement.setKeys(sums, cells.isUniform(bin.bin) ? 1 : 0);
         std::vector<std::int64_t> tied = bin.tied_columns;
         if (!bin.settled) {
-            tied = arrangement.rank(sums, level, &codes);
+            tied = arrangement.rank(sums, level, limits, &codes);
         } else if (level + 1 < feature_levels) {
-            arrangement.rank(sums, level, nullptr);
+            arrangement.rank(sums, level, limits, nullptr);
         }
         arrangement.settle(tied, limits, codes);
     }
