@@ -39,9 +39,10 @@ enum Status
     trouble = 2,
 };
 
-constexpr std::string_view usage = "Usage: tonalign-average [--clip P] [--smooth S] [--leave-out IN]...\n"
-                                   "                        [--leave-out-outliers Z] [--report] OUT.hist N IN...\n"
-                                   "       tonalign-average --help | --version\n";
+constexpr std::string_view usage =
+    "Usage: tonalign-average [--clip P] [--smooth S] [--leave-out IN]...\n"
+    "                        [--leave-out-outliers Z] [--report] OUT.hist N IN...\n"
+    "       tonalign-average --help | --version\n";
 
 constexpr std::string_view explanation =
     "\n"
