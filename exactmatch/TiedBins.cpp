@@ -8,6 +8,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <span>
@@ -217,11 +218,7 @@ void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums
         return;
     }
     const Positions<Position> positions(volume.view(), cells, bins);
-#pragma omp parallel for schedule(dynamic, 1)
-    for (std::size_t b = 0; b < bins.size(); ++b) {
-        if (limits.stopped()) {
-            continue;
-        }
+    const auto arrange_bin = [&](std::size_t b) {
         const TiedBin& bin = bins[b];
         Arrangement<Position> arrangement(target, cells.firstColumn(bin.bin), positions.of(b));
         const int level = arrangement.setKeys(sums, cells.isUniform(bin.bin) ? 1 : 0);
@@ -232,6 +229,21 @@ void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums
             arrangement.rank(sums, level, limits, nullptr);
         }
         arrangement.settle(tied, limits, codes);
+    };
+    std::exception_ptr thrown; // a large bin may want more memory than there is
+#pragma omp parallel for schedule(dynamic, 1)
+    for (std::size_t b = 0; b < bins.size(); ++b) {
+        try {
+            if (!limits.stopped()) {
+                arrange_bin(b);
+            }
+        } catch (...) {
+#pragma omp critical
+            thrown = std::current_exception();
+        }
+    }
+    if (thrown) {
+        std::rethrow_exception(thrown);
     }
 }
 
