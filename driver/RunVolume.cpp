@@ -197,8 +197,25 @@ void RunVolume::match(double** hist2, int N)
                 m_counts.push_back(counts[k]);
             }
         }
+        measure();
+    } else {
+        measureMatched(N);
     }
-    measure();
+}
+
+/// The range of a volume without levels after the match: its own minimum is in the background, which stays.
+void RunVolume::measureMatched(int N)
+{
+    const auto [least, greatest] = std::minmax_element(m_match.values.begin() + 1, m_match.values.end());
+    const bool above_background = BinGeometry(m_bin_range, N).binOf(*greatest) > 1;
+    const bool zero =
+        std::find(m_match.values.begin() + 1, m_match.values.end(), 0.0) != m_match.values.end();
+    if (!above_background || zero || !std::isfinite(*least) || !std::isfinite(*greatest)) {
+        measure(); // which of two zeros comes first shows, and so does a background above all else
+        return;
+    }
+    m_range = {std::min(m_range.minimum, *least), *greatest, m_range.finite};
+    m_bin_range = m_range;
 }
 
 void RunVolume::shiftAndScale(double shift, double factor)

@@ -84,6 +84,7 @@ private:
     bool hasCounts() const { return m_intensities->haveLevels(); }
     void count();
     void measure();
+    void measureMatched(int N);
 
     AnalyzeHeader m_header;
     StoredVolume m_stored;

@@ -22,6 +22,9 @@ CellPlan::CellPlan(const Intensities& volume, const Cells& cells, const ShellSum
     std::int64_t column = 0;
     for (std::uint32_t c = 1; c < cells.size(); ++c) {
         const Cells::Cell& cell = cells[c];
+        if (cell.count == 0) {
+            continue;
+        }
         m_verdicts[c] =
             verdict({column, cell.count, cell.isUniform() ? 1 : 0, cell.isUniform() ? 0 : cell.votes});
         column += cell.count;
@@ -76,6 +79,9 @@ bool CellPlan::divide(int level, std::vector<std::uint32_t>& verdicts)
     const std::vector<std::int64_t> counts = countParts(division);
     division.verdicts.resize(counts.size());
     for (std::size_t k = 0; k < counts.size(); ++k) {
+        if (counts[k] == 0) {
+            continue; // no voxel asks for this verdict
+        }
         Group& rest = division.groups[k / division.partCount()];
         division.verdicts[k] = verdict({rest.first_column, counts[k], exact ? level + 1 : level, counts[k]});
         rest.first_column += counts[k];

@@ -132,16 +132,11 @@ private:
             return copy;
         }
 
-        /// Whole numbers share a key, each as far as it is above the least of its level. Rows of many entries
-        /// are summed as wholes.
+        /// Rows of many entries are summed as wholes.
         template <typename Position>
         int pack(int level, std::span<VoxelEntry<Position>> entries)
         {
             const int deepest = m_sums.deepestBeside(level);
-            if (deepest == level) {
-                m_sums.setKeys(level, entries);
-                return level;
-            }
             const auto nx = static_cast<Position>(m_view.nx);
             auto few = entries.begin(); // the entries of rows that hold few, up to the row that is looked at
             for (auto row = few; row != entries.end();) {
@@ -162,6 +157,10 @@ private:
         template <typename Position>
         void packEach(int level, int deepest, std::span<VoxelEntry<Position>> entries)
         {
+            if (deepest == level) {
+                m_sums.setKeys(level, entries);
+                return;
+            }
             const KeyLayout layout(m_sums, level);
             m_sums.forEachSum(level, deepest, entries,
                               [&layout](VoxelEntry<Position>& entry, int l, Sum sum) {
@@ -178,8 +177,9 @@ private:
             for (int l = level; l <= deepest; ++l) {
                 sumRow(l, place.z, place.y);
                 for (VoxelEntry<Position>& entry : entries) {
-                    entry.key = layout.appended(entry.key, l,
-                                                m_row[static_cast<std::size_t>(entry.position - first)]);
+                    const Sum sum = m_row[static_cast<std::size_t>(entry.position - first)];
+                    entry.key = deepest == level ? sort_key(static_cast<double>(sum))
+                                                 : layout.appended(entry.key, l, sum);
                 }
             }
         }
@@ -191,7 +191,8 @@ private:
         std::vector<int> m_slices; ///< which slice each row of the ring belongs to
     };
 
-    /// How a key holds the sums of several levels.
+    /// How a key holds the sums of several levels: whole numbers, each as far as it is above the least of its
+    /// level.
     class KeyLayout
     {
     public:

@@ -99,6 +99,9 @@ public:
     /// such an end.
     void settle(const std::vector<std::int64_t>& tied, const MatchingLimits& limits, RangeCodes& codes)
     {
+        if (tied.empty()) {
+            return;
+        }
         std::vector<std::int64_t> ends;
         std::vector<std::int64_t> alone; // with an end on either side, so that the column's key is known
         for (const std::int64_t end : tied) {
@@ -110,7 +113,11 @@ public:
         std::vector<std::uint64_t> keys(ends.size());
         std::transform(ends.begin(), ends.end(), keys.begin(),
                        [this](std::int64_t end) { return m_entries[static_cast<std::size_t>(end)].key; });
-        for (std::int64_t column = 0; const Entry& entry : m_entries) {
+        for (std::int64_t column = -1; const Entry& entry : m_entries) {
+            ++column;
+            if (entry.key < keys.front() || keys.back() < entry.key) {
+                continue;
+            }
             const auto [equal, above] = std::equal_range(keys.begin(), keys.end(), entry.key);
             if (equal != above) {
                 // The ends among equal voxels follow each other, and the first range is that of their first
@@ -120,7 +127,6 @@ public:
                 codes.set(entry.position,
                           m_target.code(m_first_column + *first) + static_cast<std::uint32_t>(before));
             }
-            ++column;
         }
     }
 
