@@ -6,7 +6,6 @@
 #include "failure/end_process.h"
 #include "histogram/histogram.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <limits>
@@ -81,11 +80,10 @@ void require_bins(const RunParameters& parameters)
 
 void require_sigma(const RunParameters& parameters)
 {
-    constexpr double longest_kernel = std::numeric_limits<int>::max() - 1;
-    const double sigma = parameters.sigma1;
-    if (std::isnan(sigma) || (sigma > 0.0 && smoothing_kernel_length(sigma) > longest_kernel)) {
+    if (!can_smooth(parameters.sigma1)) {
         std::ostringstream message;
-        message << "argument sigma is " << sigma << ", but a number of bins below 214748364.6 is expected";
+        message << "argument sigma is " << parameters.sigma1
+                << ", but a number of bins below 214748364.6 is expected";
         refuse(message.str());
     }
 }

@@ -5,6 +5,7 @@
 #include "histogram/BinGeometry.h"
 #include "histogram/histogram.h"
 #include "histogram/percentile.h"
+#include "volume/Team.h"
 #include "volume/wide.h"
 
 #include <algorithm>
@@ -84,19 +85,17 @@ Fault RunVolume::takeForeground(const VolumeView& view, const std::string& name,
     }
     double top = m_range.maximum;
     if (clip < 100.0) {
-        top = percentile(*m_intensities, m_range.minimum, clip);
+        const double end = percentile(*m_intensities, m_range.minimum, clip);
+        top = end > m_range.minimum ? end : top;
     }
     if (view.mask != nullptr) {
         // Every voxel inside falls into the bins from 2 on, and the outside alone into bin 1.
         const double outside = m_range.minimum - (top - m_range.minimum) / (N - 1.5);
-        if (!std::isfinite(outside)) {
-            return fault_of_width(m_range, name);
-        }
         m_intensities->setOutside(outside);
         count();
-        measure();
+        m_range.minimum = outside; // even if no voxel is there
     }
-    m_bin_range.maximum = top;
+    m_bin_range = {m_range.minimum, top, true};
     return fault_of_width(m_bin_range, name);
 }
 
@@ -164,14 +163,15 @@ void RunVolume::map(const std::function<void(double*, std::int64_t)>& change)
         const VolumeView& view = m_intensities->view();
         StoredVolume mapped(ElementKind::float64, view.nx, view.ny, view.nz);
         auto* const values = reinterpret_cast<double*>(mapped.bytes());
-#pragma omp parallel for schedule(dynamic, 1)
-        for (int z = 0; z < view.nz; ++z) {
-            for (int y = 0; y < view.ny; ++y) {
-                double* const row = values + (std::int64_t{z} * view.ny + y) * view.nx;
-                m_intensities->row(z, y, row);
-                change(row, view.nx);
-            }
-        }
+        in_parallel(view.nz, [&](Team& team) {
+            team.share([&](std::int64_t z) {
+                for (int y = 0; y < view.ny; ++y) {
+                    double* const row = values + (z * view.ny + y) * view.nx;
+                    m_intensities->row(static_cast<int>(z), y, row);
+                    change(row, view.nx);
+                }
+            });
+        });
         m_stored = std::move(mapped);
         m_intensities.emplace(m_stored.view());
     }
@@ -250,6 +250,8 @@ void RunVolume::save(const std::string& name) const
     image.save(name.c_str(), volume);
 }
 
+/// Of a volume from a file, which has no mask and lies row by row.
+///
 /// @param levels  where the table's entry for level 0 is; the codes' come first
 void RunVolume::floatRow(int z, int y, const std::vector<float>& table, std::uint32_t levels,
                          float* row) const

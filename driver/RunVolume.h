@@ -43,7 +43,7 @@ public:
     /// With a mask the outside, and nothing else, is the background: the run goes on as on the same volume
     /// whose outside is at lo - (hi - lo) / (N - 1.5), lo and hi being the smallest and largest voxel inside.
     /// `clip` is the percentile of the foreground at which the range that is cut into bins ends, and stands
-    /// for hi above; what lies beyond is in the top bin. 100 is none.
+    /// for hi above; what lies beyond is in the top bin. 100 is none, and so is one that leaves no range.
     [[nodiscard]] Fault takeForeground(const VolumeView& view, const std::string& name, int N, double clip);
 
     const AnalyzeHeader& header() const { return m_header; } ///< the file's own

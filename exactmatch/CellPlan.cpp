@@ -2,6 +2,8 @@
 // Settles cells, then parts of cells.
 #include "exactmatch/CellPlan.h"
 
+#include "volume/Team.h"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -67,7 +69,7 @@ bool CellPlan::divide(int level, std::vector<std::uint32_t>& verdicts)
     const bool exact = span.whole && span.width < static_cast<double>(most);
     const double last = exact ? span.width : static_cast<double>(most - 1);
     Division& division = m_divisions.emplace_back();
-    division = {level, {span.least, exact ? 1.0 : static_cast<double>(most) / span.width, last}, {}, {}};
+    division = {level, {span.least, static_cast<double>(most) / span.width, last, exact}, {}, {}};
     for (std::uint32_t& v : verdicts) {
         if ((v & open) != 0 && m_groups[v ^ open].level == level) {
             Group& group = m_groups[v ^ open];
@@ -93,32 +95,31 @@ std::vector<std::int64_t> CellPlan::countParts(const Division& division) const
 {
     const VolumeView& view = m_volume.view();
     std::vector<std::int64_t> counts(division.groups.size() * division.partCount());
-#pragma omp parallel
-    {
+    in_parallel(view.nz, [&](Team& team) {
         std::vector<std::uint32_t> own(counts.size()); // 32 bits are half as much to keep cached
         std::int64_t seen = 0;
         const auto hand_over = [&] {
-#pragma omp critical
-            std::transform(own.begin(), own.end(), counts.begin(), counts.begin(), std::plus<>());
+            team.takeTurns([&] {
+                std::transform(own.begin(), own.end(), counts.begin(), counts.begin(), std::plus<>());
+            });
             std::fill(own.begin(), own.end(), 0);
             seen = 0;
         };
         Row row(m_sums, view.nx);
-#pragma omp for schedule(dynamic, 1) nowait
-        for (int z = 0; z < view.nz; ++z) {
-            const std::int64_t slice = std::int64_t{view.nx} * view.ny;
-            if (seen + slice > std::numeric_limits<std::uint32_t>::max()) {
-                hand_over();
-            }
-            seen += slice;
+        team.share([&](std::int64_t slice) {
+            const int z = static_cast<int>(slice);
             for (int y = 0; y < view.ny && !m_limits.stopped(); ++y) {
+                if (seen + view.nx > std::numeric_limits<std::uint32_t>::max()) {
+                    hand_over();
+                }
+                seen += view.nx;
                 if (judge(z, y, m_divisions.size() - 1, row)) {
                     countRow(division, z, y, row, own.data());
                 }
             }
-        }
+        });
         hand_over();
-    }
+    });
     return counts;
 }
 

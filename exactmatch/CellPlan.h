@@ -28,7 +28,7 @@ public:
         std::int64_t first_column;
         std::int64_t count;
         int level;          ///< the first that may tell its voxels apart
-        std::int64_t alike; ///< so many of them, at least, have been found equal so far
+        std::int64_t alike; ///< so many of them, or about, have been found equal so far
     };
 
     CellPlan(const Intensities& volume, const Cells& cells, const ShellSums& sums, const TargetRanges& target,

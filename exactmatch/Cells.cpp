@@ -2,6 +2,7 @@
 // Cells from levels, or by a pass over the voxels.
 #include "exactmatch/Cells.h"
 
+#include "volume/Team.h"
 #include "volume/wide.h"
 
 #include <algorithm>
@@ -177,25 +178,22 @@ bool Cells::split(std::int64_t share)
 void Cells::countVoxels()
 {
     const VolumeView& view = m_volume.view();
-#pragma omp parallel
-    {
+    in_parallel(view.nz, [&](Team& team) {
         std::vector<Cell> cells(m_cells.size());
         std::vector<std::int64_t> bins(m_bins.size());
         Row row(view.nx);
-#pragma omp for schedule(dynamic, 1) nowait
-        for (int z = 0; z < view.nz; ++z) {
+        team.share([&](std::int64_t z) {
             for (int y = 0; y < view.ny; ++y) {
-                findBins(z, y, row);
-                findCells(z, y, row);
+                findBins(static_cast<int>(z), y, row);
+                findCells(static_cast<int>(z), y, row);
                 for (std::size_t x = 0; x < row.cells.size(); ++x) {
                     ++bins[static_cast<std::size_t>(row.bins[x])];
                     vote(cells[row.cells[x]], row.values[x]);
                 }
             }
-        }
-#pragma omp critical
-        merge(cells, bins);
-    }
+        });
+        team.takeTurns([&] { merge(cells, bins); });
+    });
 }
 
 /// Counts add up in any order; so does the vote where a cell has one intensity only.

@@ -3,6 +3,7 @@
 #include "exactmatch/OpenVoxels.h"
 
 #include "exactmatch/filter_bank.h"
+#include "volume/Team.h"
 
 #include <algorithm>
 #include <atomic>
@@ -33,22 +34,20 @@ template <typename Position>
 std::vector<std::int64_t> OpenVoxels<Position>::settle(RangeCodes& codes)
 {
     std::vector<std::int64_t> tied;
-    const std::size_t groups = m_plan.groups().size();
-#pragma omp parallel for schedule(dynamic, 1)
-    for (std::size_t g = 0; g < groups; ++g) {
+    const auto settle_group = [&](std::size_t g, std::vector<std::int64_t>& found) {
         const std::span<Entry> entries(m_entries.data() + m_begins[g], m_begins[g + 1] - m_begins[g]);
         const CellPlan::Group& group = m_plan.groups()[g];
-        std::vector<std::int64_t> found;
         select(entries, group.first_column, group.level, found);
         m_target.forEachCode(group.first_column, std::ssize(entries),
                              [&](std::int64_t k, std::uint32_t code) {
                                  codes.set(entries[static_cast<std::size_t>(k)].position, code);
                              });
-        if (!found.empty()) {
-#pragma omp critical
-            tied.insert(tied.end(), found.begin(), found.end());
-        }
-    }
+    };
+    in_parallel(std::ssize(m_plan.groups()), [&](Team& team) {
+        std::vector<std::int64_t> found;
+        team.share([&](std::int64_t g) { settle_group(static_cast<std::size_t>(g), found); });
+        team.takeTurns([&] { tied.insert(tied.end(), found.begin(), found.end()); });
+    });
     return tied;
 }
 

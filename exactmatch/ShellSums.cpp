@@ -71,7 +71,7 @@ private:
         void findParts(int level, int z, int y, const LevelParts& parts, std::uint32_t* found) override
         {
             sumRow(level, z, y);
-            if (whole && parts.parts_per_unit == 1.0) {
+            if (whole && parts.exact) {
                 const Sum least = static_cast<Sum>(parts.least);
                 for (std::size_t x = 0; x < m_row.size(); ++x) {
                     found[x] = static_cast<std::uint32_t>(m_row[x] - least);
@@ -198,7 +198,7 @@ private:
     public:
         KeyLayout(const TypedSums& sums, int first_level) : m_first_level(first_level)
         {
-            for (int level = first_level; level < feature_levels; ++level) {
+            for (int level = first_level; whole && level < feature_levels; ++level) {
                 m_least[static_cast<std::size_t>(level)] = static_cast<std::int64_t>(sums.span(level).least);
                 m_bits[static_cast<std::size_t>(level)] = sums.bits(level);
             }

@@ -18,6 +18,7 @@ struct LevelParts
     double least;
     double parts_per_unit;
     double last; ///< the number of the last part, counted from 0
+    bool exact;  ///< instead, whether each part is one whole number, and `parts_per_unit` counts for nothing
 };
 
 /// The feature levels of a volume in its own element type.

@@ -4,11 +4,11 @@
 
 #include "exactmatch/RankSelection.h"
 #include "exactmatch/filter_bank.h"
+#include "volume/Team.h"
 
 #include <omp.h>
 
 #include <algorithm>
-#include <exception>
 #include <limits>
 #include <memory>
 #include <span>
@@ -183,24 +183,31 @@ private:
     template <typename Take>
     void forEachVoxel(std::vector<std::vector<std::int64_t>>& next, Take take) const
     {
-        const auto slabs = static_cast<std::int64_t>(next.size());
-#pragma omp parallel for schedule(static, 1)
-        for (std::int64_t s = 0; s < slabs; ++s) {
+        const auto slabs = std::ssize(next);
+        in_parallel(slabs, [&](Team& team) {
             Cells::Row row(m_view.nx);
             std::vector<std::uint32_t> numbers(static_cast<std::size_t>(m_view.nx));
-            for (auto z = static_cast<int>(m_view.nz * s / slabs); z < m_view.nz * (s + 1) / slabs; ++z) {
-                for (int y = 0; y < m_view.ny; ++y) {
-                    m_cells.lookAtBins(z, y, m_number, m_number_of_level, row, numbers);
-                    const auto first = (static_cast<Position>(z) * static_cast<Position>(m_view.ny) +
-                                        static_cast<Position>(y)) *
-                                       static_cast<Position>(m_view.nx);
-                    for (std::size_t x = 0; x < numbers.size(); ++x) {
-                        if (numbers[x] != other) {
-                            take(next[static_cast<std::size_t>(s)][numbers[x]],
-                                 first + static_cast<Position>(x));
-                        }
+            team.share([&](std::int64_t s) {
+                for (auto z = static_cast<int>(m_view.nz * s / slabs); z < m_view.nz * (s + 1) / slabs; ++z) {
+                    for (int y = 0; y < m_view.ny; ++y) {
+                        m_cells.lookAtBins(z, y, m_number, m_number_of_level, row, numbers);
+                        takeRow(z, y, numbers, next[static_cast<std::size_t>(s)], take);
                     }
                 }
+            });
+        });
+    }
+
+    template <typename Take>
+    void takeRow(int z, int y, const std::vector<std::uint32_t>& numbers, std::vector<std::int64_t>& next,
+                 Take take) const
+    {
+        const auto first =
+            (static_cast<Position>(z) * static_cast<Position>(m_view.ny) + static_cast<Position>(y)) *
+            static_cast<Position>(m_view.nx);
+        for (std::size_t x = 0; x < numbers.size(); ++x) {
+            if (numbers[x] != other) {
+                take(next[numbers[x]], first + static_cast<Position>(x));
             }
         }
     }
@@ -236,21 +243,13 @@ void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums
         }
         arrangement.settle(tied, limits, codes);
     };
-    std::exception_ptr thrown; // a large bin may want more memory than there is
-#pragma omp parallel for schedule(dynamic, 1)
-    for (std::size_t b = 0; b < bins.size(); ++b) {
-        try {
+    in_parallel(std::ssize(bins), [&](Team& team) {
+        team.share([&](std::int64_t b) {
             if (!limits.stopped()) {
-                arrange_bin(b);
+                arrange_bin(static_cast<std::size_t>(b));
             }
-        } catch (...) {
-#pragma omp critical
-            thrown = std::current_exception();
-        }
-    }
-    if (thrown) {
-        std::rethrow_exception(thrown);
-    }
+        });
+    });
 }
 
 template void arrange_bins<std::uint32_t>(const Intensities&, const Cells&, const ShellSums&,

@@ -15,6 +15,7 @@
 #include "exactmatch/TargetRanges.h"
 #include "exactmatch/TiedBins.h"
 #include "histogram/BinGeometry.h"
+#include "volume/Team.h"
 
 #include <algorithm>
 #include <array>
@@ -30,12 +31,11 @@ void judge_voxels(const VolumeView& view, const CellPlan& plan, const ShellSums&
                   const std::vector<bool>& left, const MatchingLimits& limits, OpenVoxels<Position>& open,
                   RangeCodes& codes)
 {
-#pragma omp parallel
-    {
+    in_parallel(view.nz, [&](Team& team) {
         CellPlan::Row row(sums, view.nx);
         std::array<std::vector<VoxelEntry<Position>>, 4> found; // by level
-#pragma omp for schedule(dynamic, 1) nowait
-        for (int z = 0; z < view.nz; ++z) {
+        team.share([&](std::int64_t slice) {
+            const int z = static_cast<int>(slice);
             for (int y = 0; y < view.ny && !limits.stopped(); ++y) {
                 plan.judge(z, y, row);
                 const std::int64_t first = (std::int64_t{z} * view.ny + y) * view.nx;
@@ -56,8 +56,8 @@ void judge_voxels(const VolumeView& view, const CellPlan& plan, const ShellSums&
                     entries.clear();
                 }
             }
-        }
-    }
+        });
+    });
 }
 
 /// The bins in which so many voxels have been found alike that a tie across an end is all but certain.
@@ -118,6 +118,9 @@ void match_with_positions(const Intensities& volume, const Cells& cells, const I
         const std::vector<bool> left = find_left(cells, plan, ranked);
         OpenVoxels<Position> open(plan, *sums, target, left);
         judge_voxels(volume.view(), plan, *sums, left, limits, open, codes);
+        if (limits.stopped()) {
+            return; // some groups lack voxels
+        }
         bins = tied_bins(cells, ranked, open.settle(codes));
     }
     arrange_bins<Position>(volume, cells, *sums, target, bins, limits, codes);

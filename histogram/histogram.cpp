@@ -4,12 +4,14 @@
 
 #include "histogram/BinGeometry.h"
 #include "numeric/OffsetArrays.h"
+#include "volume/Team.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace {
@@ -156,21 +158,19 @@ void calculate_histogram(const VolumeRows& volume, const IntensityRange& range, 
 {
     const BinGeometry bins(range, N);
     std::vector<std::int64_t> total(static_cast<std::size_t>(N) + 1);
-#pragma omp parallel
-    {
+    in_parallel(volume.nz, [&](Team& team) {
         BinCounts counts(bins);
         std::vector<double> row(static_cast<std::size_t>(volume.nx));
-#pragma omp for schedule(dynamic, 1) nowait
-        for (int z = 0; z < volume.nz; ++z) {
+        team.share([&](std::int64_t z) {
             for (int y = 0; y < volume.ny; ++y) {
-                volume.row(z, y, row.data());
+                volume.row(static_cast<int>(z), y, row.data());
                 counts.add(row.data(), volume.nx);
             }
-        }
+        });
         const std::vector<std::int64_t> own = counts.total();
-#pragma omp critical
-        std::transform(own.begin(), own.end(), total.begin(), total.begin(), std::plus<>());
-    }
+        team.takeTurns(
+            [&] { std::transform(own.begin(), own.end(), total.begin(), total.begin(), std::plus<>()); });
+    });
     fill_histogram(bins, total, sigma, H);
 }
 
@@ -201,6 +201,12 @@ void smooth_histogram(double** H, int N, double sigma)
 double smoothing_kernel_length(double sigma)
 {
     return sigma < 1.0 ? 9.0 : std::trunc(10.0 * sigma + 1.0);
+}
+
+bool can_smooth(double sigma)
+{
+    constexpr double longest_kernel = std::numeric_limits<int>::max() - 1;
+    return sigma <= 0.0 || smoothing_kernel_length(sigma) <= longest_kernel;
 }
 
 } // namespace tonalign

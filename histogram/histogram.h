@@ -60,4 +60,8 @@ void smooth_histogram(double** H, int N, double sigma);
 /// otherwise the integer part of 10 sigma + 1.
 double smoothing_kernel_length(double sigma);
 
+/// Whether a histogram can be smoothed by `sigma` bins, or none with 0 and below: the kernel's length must
+/// fit into an int.
+bool can_smooth(double sigma);
+
 } // namespace tonalign

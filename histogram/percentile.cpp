@@ -3,6 +3,7 @@
 #include "histogram/percentile.h"
 
 #include "numeric/sort_key.h"
+#include "volume/Team.h"
 
 #include <algorithm>
 #include <cmath>
@@ -24,12 +25,11 @@ std::vector<std::int64_t> count_digits(const Intensities& volume, double minimum
 {
     const VolumeView& view = volume.view();
     std::vector<std::int64_t> counts(digits);
-#pragma omp parallel
-    {
+    in_parallel(view.nz, [&](Team& team) {
         std::vector<std::int64_t> own(digits);
         std::vector<double> row(static_cast<std::size_t>(view.nx));
-#pragma omp for schedule(dynamic, 1) nowait
-        for (int z = 0; z < view.nz; ++z) {
+        team.share([&](std::int64_t slice) {
+            const int z = static_cast<int>(slice);
             for (int y = 0; y < view.ny; ++y) {
                 volume.row(z, y, row.data());
                 const std::uint8_t* const mask = view.maskRow(z, y);
@@ -42,17 +42,17 @@ std::vector<std::int64_t> count_digits(const Intensities& volume, double minimum
                     }
                 }
             }
-        }
-#pragma omp critical
-        std::transform(own.begin(), own.end(), counts.begin(), counts.begin(), std::plus<>());
-    }
+        });
+        team.takeTurns(
+            [&] { std::transform(own.begin(), own.end(), counts.begin(), counts.begin(), std::plus<>()); });
+    });
     return counts;
 }
 
 /// How many of `voxels` make up the share; at least 1.
 std::int64_t wanted(std::int64_t voxels, double percent)
 {
-    const double share = std::ceil(static_cast<double>(voxels) * (percent / 100.0));
+    const double share = std::ceil(static_cast<double>(voxels) * percent / 100.0);
     return std::clamp<std::int64_t>(static_cast<std::int64_t>(share), 1, voxels);
 }
 

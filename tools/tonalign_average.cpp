@@ -4,6 +4,7 @@
 #include "failure/end_process.h"
 #include "failure/unattended_run.h"
 #include "histogram/HistogramMean.h"
+#include "histogram/histogram.h"
 #include "histogram/histogram_files.h"
 #include "tools/arguments.h"
 #include "tools/version.h"
@@ -123,7 +124,7 @@ Fault parse_wishes(const tonalign::Arguments& line, Wishes& wishes)
             wishes.report = true;
         } else if (option == "--clip" && plain && 0.0 < number && number <= 100.0) {
             wishes.clip = number;
-        } else if (option == "--smooth" && plain) {
+        } else if (option == "--smooth" && plain && tonalign::can_smooth(number)) {
             wishes.smooth = number;
         } else if (option == "--leave-out-outliers" && plain) {
             wishes.outlier_limit = number;

@@ -2,6 +2,7 @@
 // Counts levels, and reads rows through the table of their intensities.
 #include "volume/Intensities.h"
 
+#include "volume/Team.h"
 #include "volume/VolumeRows.h"
 
 #include <algorithm>
@@ -53,25 +54,24 @@ std::vector<std::int64_t> count_levels(const VolumeView& view)
     constexpr std::size_t outside = std::size_t{1} << (8 * sizeof(Element));
     const std::size_t levels = view.mask == nullptr ? outside : outside + 1;
     std::vector<std::int64_t> counts(levels);
-#pragma omp parallel
-    {
+    in_parallel(view.nz, [&](Team& team) {
         std::vector<std::uint32_t> own(levels * 4);
         std::int64_t seen = 0;
         const auto hand_over = [&] {
-#pragma omp critical
-            for (std::size_t k = 0; k < own.size(); ++k) {
-                counts[k % levels] += std::exchange(own[k], 0);
-            }
+            team.takeTurns([&] {
+                for (std::size_t k = 0; k < own.size(); ++k) {
+                    counts[k % levels] += std::exchange(own[k], 0);
+                }
+            });
             seen = 0;
         };
-#pragma omp for schedule(dynamic, 1) nowait
-        for (int z = 0; z < view.nz; ++z) {
-            const std::int64_t slice = std::int64_t{view.nx} * view.ny;
-            if (seen + slice > std::numeric_limits<std::uint32_t>::max()) {
-                hand_over();
-            }
-            seen += slice;
+        team.share([&](std::int64_t slice) {
+            const int z = static_cast<int>(slice);
             for (int y = 0; y < view.ny; ++y) {
+                if (seen + view.nx > std::numeric_limits<std::uint32_t>::max()) {
+                    hand_over();
+                }
+                seen += view.nx;
                 if (view.mask == nullptr) {
                     count_row(view.row<Element>(z, y), view.nx, view.stride_x, own.data(), levels);
                 } else {
@@ -79,9 +79,9 @@ std::vector<std::int64_t> count_levels(const VolumeView& view)
                               outside);
                 }
             }
-        }
+        });
         hand_over();
-    }
+    });
     return counts;
 }
 

@@ -2,6 +2,7 @@
 // Scans a volume for its range, eight voxels at a time.
 #include "volume/IntensityRange.h"
 
+#include "volume/Team.h"
 #include "volume/wide.h"
 
 #include <algorithm>
@@ -120,17 +121,15 @@ IntensityRange intensity_range(const VolumeRows& volume)
     std::vector<double> first(static_cast<std::size_t>(volume.nx));
     volume.row(0, 0, first.data());
     std::vector<IntensityRange> slices(static_cast<std::size_t>(volume.nz), {first[0], first[0], true});
-#pragma omp parallel
-    {
+    in_parallel(volume.nz, [&](Team& team) {
         std::vector<double> row(first.size());
-#pragma omp for schedule(dynamic, 1)
-        for (int z = 0; z < volume.nz; ++z) {
+        team.share([&](std::int64_t z) {
             for (int y = 0; y < volume.ny; ++y) {
-                volume.row(z, y, row.data());
+                volume.row(static_cast<int>(z), y, row.data());
                 extend(slices[static_cast<std::size_t>(z)], row.data(), volume.nx);
             }
-        }
-    }
+        });
+    });
     IntensityRange range = slices[0];
     for (const IntensityRange& slice : slices) {
         range.minimum = slice.minimum < range.minimum ? slice.minimum : range.minimum;

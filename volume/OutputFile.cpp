@@ -226,8 +226,9 @@ const OutputFile* OutputFile::keepPair(OutputFile& header, OutputFile& image)
         return image.keep() ? nullptr : &image;
     }
     // Everything that takes memory comes before the first name changes.
-    const bool ready =
-        (header.saveOld() || header.moveOld()) && (image.saveOld() || image.moveOld()) && header.hideOld();
+    const bool header_saved = header.saveOld() || header.moveOld();
+    const bool both_saved = header_saved && (image.saveOld() || image.moveOld());
+    const bool ready = both_saved && header.hideOld();
     const bool image_placed = ready && image.place();
     const bool both_placed = image_placed && header.place();
     const bool kept =
@@ -237,7 +238,7 @@ const OutputFile* OutputFile::keepPair(OutputFile& header, OutputFile& image)
     }
     image.settle(kept);
     header.settle(kept);
-    const bool header_failed = !ready || (image_placed && !both_placed);
+    const bool header_failed = !header_saved || (both_saved && !ready) || (image_placed && !both_placed);
     return kept ? nullptr : header_failed ? &header : &image;
 }
 

@@ -2,6 +2,8 @@
 // Converts voxels between files and doubles, block by block.
 #include "volume/voxel_file.h"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <cmath>
 #include <concepts>
@@ -171,22 +173,20 @@ void write_voxels(std::ostream& file, const ElementType& type, const VolumeRows&
     const std::int64_t block_rows =
         std::min(rows, std::max<std::int64_t>(1, 4 * block_bytes / std::max<std::int64_t>(1, row_bytes)));
     std::vector<unsigned char> block(static_cast<std::size_t>(block_rows * row_bytes));
+    std::vector<double> values(static_cast<std::size_t>(nx * omp_get_max_threads())); // a row for each
     for (std::int64_t done = 0; done < rows && file; done += block_rows) {
         const std::int64_t rows_now = std::min(block_rows, rows - done);
-#pragma omp parallel
-        {
-            std::vector<double> values(static_cast<std::size_t>(nx));
-#pragma omp for schedule(static)
-            for (std::int64_t r = 0; r < rows_now; ++r) {
-                const int z = static_cast<int>((done + r) / volume.ny);
-                const int y = static_cast<int>((done + r) % volume.ny);
-                unsigned char* const bytes = block.data() + r * row_bytes;
-                if (as_floats) {
-                    volume.float_row(z, y, reinterpret_cast<float*>(bytes));
-                } else {
-                    volume.row(z, y, values.data());
-                    encode_row(values.data(), bytes, nx);
-                }
+#pragma omp parallel for schedule(static)
+        for (std::int64_t r = 0; r < rows_now; ++r) {
+            const int z = static_cast<int>((done + r) / volume.ny);
+            const int y = static_cast<int>((done + r) % volume.ny);
+            unsigned char* const bytes = block.data() + r * row_bytes;
+            if (as_floats) {
+                volume.float_row(z, y, reinterpret_cast<float*>(bytes));
+            } else {
+                double* const own = values.data() + nx * omp_get_thread_num();
+                volume.row(z, y, own);
+                encode_row(own, bytes, nx);
             }
         }
         file.write(reinterpret_cast<const char*>(block.data()), rows_now * row_bytes);

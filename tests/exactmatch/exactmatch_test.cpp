@@ -67,17 +67,23 @@ Histogram draw_target(Dice& dice, int bins)
     return target;
 }
 
-/// As for large volumes; few cells, no table; tables of all sums, in few and in many parts; every bin ranked.
+/// As for large volumes; few cells, no table; tables of all sums, in few and in many parts, and in one part
+/// less than there are sums in one cell; every bin ranked.
 const MatchingLimits ways[] = {{},
                                {.cells = 5, .favourite_share = 1 << 30, .open_share = 1},
                                {.open_share = 1 << 30, .table_entries = 200, .fewest_parts = 2},
                                {.voxels_of_32_bits = 0, .open_share = 1 << 30, .fewest_parts = 2},
+                               {.open_share = 1 << 30, .table_entries = 0, .fewest_parts = 2},
                                {.voxels_of_32_bits = 0, .alike_share = 1 << 30, .fewest_alike = 0}};
 
-const MatchingLimits& next_way()
+MatchingLimits next_way(const tonalign::IntensityRange& range)
 {
     static std::size_t next = 0;
-    return ways[next++ % std::size(ways)];
+    MatchingLimits way = ways[next++ % std::size(ways)];
+    if (way.table_entries == 0) {
+        way.table_entries = static_cast<std::int64_t>(std::min(6 * (range.maximum - range.minimum), 1e6));
+    }
+    return way;
 }
 
 /// A volume whose voxels an element type can hold, as a view that runs backwards, with gaps. With a mask,
@@ -113,7 +119,7 @@ void expect_match_as(const Volume& volume, const Histogram& target, const Volume
     }
     const tonalign::IntensityRange range = tonalign::intensity_range(intensities.rows());
     const tonalign::ExactMatch match =
-        tonalign::match_exactly(intensities, range, array_of(target), target.bins, next_way());
+        tonalign::match_exactly(intensities, range, array_of(target), target.bins, next_way(range));
     std::vector<double> found = volume.voxels;
     match.codes.forEach(
         match.codes.areAbsent() ? 0 : view.count(), 0,
@@ -136,8 +142,8 @@ void expect_match(const Volume& volume, const Histogram& target)
         omp_set_num_threads(threads);
         Array3D<double> matched = array_of(volume);
         const HistogramArray own_counts = array_of(target);
-        tonalign::match_exactly(matched, tonalign::intensity_range(matched), own_counts, target.bins,
-                                next_way());
+        const tonalign::IntensityRange range = tonalign::intensity_range(matched);
+        tonalign::match_exactly(matched, range, own_counts, target.bins, next_way(range));
         ASSERT_EQ(bits_of(matched), bits_of(expected.voxels)) << threads << " threads";
         ASSERT_EQ(row_of(own_counts, 2, target.bins), row_of(counts, 2, target.bins));
     }
