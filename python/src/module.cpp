@@ -4,16 +4,19 @@
 
 #include "driver/MatchingRun.h"
 #include "driver/RunVolume.h"
+#include "driver/requirements.h"
 #include "histogram/HistogramMean.h"
+#include "histogram/histogram.h"
 #include "histogram/histogram_files.h"
+#include "volume/Team.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <limits>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -25,6 +28,8 @@ namespace py = pybind11;
 namespace {
 
 using namespace tonalign;
+
+constexpr py::ssize_t longest_axis = 1 << 30; // whose neighbours' indices an int holds
 
 using Doubles = py::array_t<double, py::array::c_style | py::array::forcecast>;
 
@@ -46,8 +51,8 @@ ElementKind kind_of(const py::array& volume)
 VolumeView view_of(const py::array& volume, const std::optional<py::array_t<std::uint8_t>>& mask)
 {
     const auto size = [&](int axis) {
-        if (volume.shape(axis) > std::numeric_limits<int>::max()) {
-            throw py::value_error("an axis is longer than 2147483647 voxels");
+        if (volume.shape(axis) > longest_axis) {
+            throw py::value_error("an axis is longer than " + std::to_string(longest_axis) + " voxels");
         }
         return static_cast<int>(volume.shape(axis));
     };
@@ -117,19 +122,30 @@ RunParameters parameters_of(const Names& names, bool target_is_volume, int bins,
     p.sigma1 = sigma;
     p.matchendpoints = endpoints ? 1 : 0;
     p.matchhistogram = matches ? 1 : 0;
+    require_usable_parameters(p);
     return p;
-}
-
-void refuse_without_foreground(double** hist, int bins, const std::string& name)
-{
-    if (hist[2][bins + 1] == 0.0) {
-        throw py::value_error(name + ": all voxels fall into the background bin, the first of " +
-                              std::to_string(bins) + ", but matching expects at least one voxel outside it");
-    }
 }
 
 /// A volume and, if not all of its voxels count, the mask that says which do.
 using Scan = std::pair<py::array, std::optional<py::array_t<std::uint8_t>>>;
+
+/// Puts the values of the ranked voxels of row (z, y), which in a volume with a mask lie inside it, into the
+/// result; gives back whether the ranked voxels and those inside are the same.
+bool put_matched(const ExactMatch& match, const VolumeView& view, int z, int y, const FloatVoxels& voxels)
+{
+    float* const row = voxels.row(z, y);
+    const std::uint8_t* const mask = view.maskRow(z, y);
+    const std::int64_t first = (std::int64_t{z} * view.ny + y) * view.nx;
+    bool same = true;
+    match.codes.forEach(view.nx, static_cast<std::uint64_t>(first), [&](std::int64_t x, std::uint32_t code) {
+        const bool inside = mask == nullptr ? code != 0 : mask[x * view.stride_x] != 0;
+        same = same && inside == (code != 0);
+        if (inside && code != 0) {
+            row[x * voxels.along_x] = static_cast<float>(match.values[code]);
+        }
+    });
+    return same;
+}
 
 /// Hands out the target's frequencies by rank; see tonalign.match. Background voxels keep what `result`
 /// holds.
@@ -147,35 +163,37 @@ py::dict match(const Names& names, const Scan& scan, const std::optional<Scan>& 
     }
     const FloatVoxels voxels(result);
     HistogramArray reached(bins);
+    std::atomic<bool> mask_holds = true;
     python::call(threads, [&](const StopFlag& stop) {
         run.input.stopOn(stop);
         python::raise(run.input.takeForeground(view, names.first, bins, clip));
         run.hist1 = HistogramArray(bins);
         run.input.calculateHistogram(0.0, run.hist1, bins);
-        refuse_without_foreground(run.hist1, bins, names.first);
+        require_foreground(run.hist1, bins, names.first);
         if (target_view) {
             python::raise(run.target.takeForeground(*target_view, names.second, bins, 100.0));
             run.hist2 = HistogramArray(bins);
             run.target.calculateHistogram(0.0, run.hist2, bins);
-            refuse_without_foreground(run.hist2, bins, names.second);
+            require_foreground(run.hist2, bins, names.second);
         }
         match_endpoints(run);
         reached = histogram_to_reach(run);
         match_histograms(run);
-        const ExactMatch& matched = run.input.exactMatch();
-#pragma omp parallel for schedule(dynamic, 1)
-        for (int z = 0; z < view.nz; ++z) {
-            for (int y = 0; y < view.ny; ++y) {
-                float* const row = voxels.row(z, y);
-                const std::int64_t first = (std::int64_t{z} * view.ny + y) * view.nx;
-                matched.codes.forEach(
-                    view.nx, static_cast<std::uint64_t>(first), [&](std::int64_t x, std::uint32_t code) {
-                        if (code != 0) {
-                            row[x * voxels.along_x] = static_cast<float>(matched.values[code]);
-                        }
-                    });
-            }
+        if (run.input.exactMatch().codes.areAbsent()) {
+            const auto foreground = static_cast<std::int64_t>(run.hist1[2][bins + 1]);
+            throw py::value_error(
+                names.first + ": a foreground of " + std::to_string(foreground) +
+                " voxels is too small for the target, whose every bin gets less than half a voxel");
         }
+        in_parallel(view.nz, [&](Team& team) {
+            team.share([&](std::int64_t z) {
+                for (int y = 0; y < view.ny; ++y) {
+                    if (!put_matched(run.input.exactMatch(), view, static_cast<int>(z), y, voxels)) {
+                        mask_holds = false;
+                    }
+                }
+            });
+        });
     });
     const ExactMatch& matched = run.input.exactMatch();
     py::dict results;
@@ -185,17 +203,17 @@ py::dict match(const Names& names, const Scan& scan, const std::optional<Scan>& 
         py::array_t<double>(static_cast<py::ssize_t>(matched.values.size()), matched.values.data());
     results["counts"] =
         py::array_t<std::int64_t>(static_cast<py::ssize_t>(matched.counts.size()), matched.counts.data());
+    results["mask_holds"] = mask_holds.load();
     return results;
 }
 
 /// Puts a volume's present intensities into a result, as a file of floats would hold them.
 void put_floats(const RunVolume& volume, const VolumeView& view, const FloatVoxels& voxels)
 {
-#pragma omp parallel
-    {
+    in_parallel(view.nz, [&](Team& team) {
         std::vector<double> values(static_cast<std::size_t>(view.nx));
-#pragma omp for schedule(dynamic, 1)
-        for (int z = 0; z < view.nz; ++z) {
+        team.share([&](std::int64_t slice) {
+            const int z = static_cast<int>(slice);
             for (int y = 0; y < view.ny; ++y) {
                 volume.row(z, y, values.data());
                 float* const row = voxels.row(z, y);
@@ -203,8 +221,8 @@ void put_floats(const RunVolume& volume, const VolumeView& view, const FloatVoxe
                     row[x * voxels.along_x] = static_cast<float>(values[static_cast<std::size_t>(x)]);
                 }
             }
-        }
-    }
+        });
+    });
 }
 
 /// The tool's whole run; see tonalign.normalise.
@@ -277,6 +295,10 @@ py::tuple mean(const std::vector<std::tuple<Doubles, Doubles, double>>& histogra
                const std::vector<std::string>& names, int bins, double sigma,
                const std::vector<bool>& left_out, std::optional<double> limit)
 {
+    if (!can_smooth(sigma)) {
+        throw py::value_error("the mean is smoothed by a number of bins below 214748364.6; found " +
+                              std::to_string(sigma));
+    }
     HistogramMean group(bins);
     HistogramArray hist(bins);
     for (std::size_t k = 0; k < histograms.size(); ++k) {

@@ -10,6 +10,7 @@ import signal
 import sys
 import tempfile
 import time
+import warnings
 import zlib
 
 import numpy
@@ -273,6 +274,7 @@ def main(arguments=None):
     options = parse_arguments(arguments)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))  # so that nothing unfinished stays
     progress = Progress(options.quiet)
+    warnings.showwarning = lambda message, *_: print(f"{PROGRAM}: {message}", file=sys.stderr)
     try:
         (match if options.command == "match" else average)(options, progress)
         sys.stdout.flush()

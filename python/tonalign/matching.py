@@ -2,6 +2,7 @@
 """Matching on arrays and images."""
 
 import dataclasses
+import warnings
 
 import numpy
 
@@ -33,13 +34,14 @@ def match(volume, target, *, mask=None, target_mask=None, bins=256, sigma=0.0, e
         Standard deviation, in bins, of the smoothing of a target volume's histogram; 0 for none.
     endpoints : bool
         Whether to map the ends of the volume's range to the target's first, as the tool does. Takes a target volume and
-        5 bins or more.
+        5 bins or more. The range of a `clip` then only shapes the histogram that the ends are found in. With a mask, a
+        warning tells when the mapped voxels no longer lie all above the outside.
     outside : float or "keep", optional
         What background voxels become; "keep" leaves them their value. By default 0 with a mask, and without one the
         target's smallest value: a volume's minimum, a Target's first centre.
     clip : float, optional
         Percentile of the foreground at which the range that is cut into bins ends: a few voxels far above the rest then
-        make no other bins wide. Voxels beyond keep their order.
+        make no other bins wide. Voxels beyond keep their order. A clip that would leave no range is ignored.
     threads : int, optional
         As many as OpenMP likes, by default. The result does not depend on it.
 
@@ -96,8 +98,6 @@ def match_volume(volume, target, mask, target_mask, bins, sigma, endpoints, outs
         check_bins(bins)
         core_target = (target.array, mask_for(target_mask, target, "target mask"))
         histogram = None
-    if endpoints and bins < 5:
-        raise ValueError(f"matching the endpoints takes 5 bins or more; found {bins}")
     core_scan = (volume.array, mask_for(mask, volume))
     result = numpy.empty_like(volume.array, dtype="float32", subok=False)
     if isinstance(outside, str):
@@ -110,6 +110,13 @@ def match_volume(volume, target, mask, target_mask, bins, sigma, endpoints, outs
         result.fill(outside)
     names = (volume.name, "target" if isinstance(target, Target) else target.name)
     found = _core.match(names, core_scan, core_target, histogram, bins, sigma, endpoints, clip, threads or 0, result)
+    if not found["mask_holds"]:
+        cause = " after matching the endpoints" if endpoints else ""
+        warnings.warn(
+            f"{volume.name}: the outside of the mask lies among the voxels inside{cause}, so these do not have the"
+            " target's histogram exactly",
+            stacklevel=3,
+        )
     return result, lambda: matched(found)
 
 
@@ -117,7 +124,8 @@ def matched(found):
     before, target = (histogram_of(*found[name]) for name in ("before", "target"))
     values, counts = found["values"][1:], found["counts"][1:]
     frequencies = numpy.zeros_like(target.frequencies)
-    numpy.add.at(frequencies, numpy.searchsorted(target.centres, values), counts / counts.sum())
+    order = numpy.argsort(target.centres, kind="stable")  # clipping can leave the top centre below others
+    numpy.add.at(frequencies, order[numpy.searchsorted(target.centres[order], values)], counts / counts.sum())
     return Matched(before, target, histogram_of(target.centres, frequencies), int(counts.sum()))
 
 
@@ -196,8 +204,6 @@ def normalise(volume, target, *, bins=256, sigma=0.0, endpoints=False, matching=
     else:
         check_bins(bins)
         target_volume, histogram = Volume(target, "target"), None
-    if endpoints and bins < 5:
-        raise ValueError(f"matching the endpoints takes 5 bins or more; found {bins}")
     result = numpy.empty_like(volume.array, dtype="float32", subok=False)
     target_array = None if target_volume is None else target_volume.array
     target_result = None if target_volume is None else numpy.empty_like(target_array, dtype="float32", subok=False)

@@ -182,8 +182,8 @@ class Target:
 
 
 def check_bins(bins):
-    if not 2 <= bins <= 2**30:
-        raise ValueError(f"from 2 to {2**30} bins are expected; found {bins}")
+    if not 2 <= bins <= 2**30 - 2:
+        raise ValueError(f"from 2 to {2**30 - 2} bins are expected; found {bins}")
 
 
 def check_clip(clip):
