@@ -56,6 +56,6 @@ endforeach()
 file(GLOB_RECURSE files LIST_DIRECTORIES false ${prefix}/share/*)
 list(FILTER files EXCLUDE REGEX /completions/) # there are links among them
 file(CHMOD ${files} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
-file(GLOB programs ${prefix}/share/tonalign/workflow/check_run)
+file(GLOB programs ${prefix}/share/tonalign/report/check_run)
 file(CHMOD ${programs} PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)

@@ -27,9 +27,3 @@ else()
 endif()
 configure_file(cmake/tonalign.pc.in tonalign.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tonalign.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-
-# The workflow, but for the script that tries it on a Slurm of one node, which belongs to the source tree.
-install(DIRECTORY workflow DESTINATION ${CMAKE_INSTALL_DATADIR}/tonalign
-    USE_SOURCE_PERMISSIONS
-    PATTERN slurm_one_node EXCLUDE
-    PATTERN __pycache__ EXCLUDE)

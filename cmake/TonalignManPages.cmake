@@ -20,10 +20,10 @@ foreach(source IN LISTS man_sources)
     list(APPEND man_pages ${result})
 endforeach()
 add_custom_target(tonalign_man_pages ALL DEPENDS ${man_pages})
-# The Python package brings its command's page along.
-list(FILTER man_pages EXCLUDE REGEX tonalign-nifti)
+# The Python package brings its commands' pages along.
+list(FILTER man_pages EXCLUDE REGEX "tonalign-(nifti|study)")
 install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 if(TONALIGN_BUILD_PYTHON)
-    install(FILES ${PROJECT_BINARY_DIR}/docs/man/tonalign-nifti.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
-        COMPONENT python)
+    install(FILES ${PROJECT_BINARY_DIR}/docs/man/tonalign-nifti.1 ${PROJECT_BINARY_DIR}/docs/man/tonalign-study.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT python)
 endif()

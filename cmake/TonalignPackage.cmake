@@ -13,8 +13,10 @@ foreach(command IN ITEMS tonalign-header tonalign-average tonalign-from-nifti to
 endforeach()
 
 if(TONALIGN_BUILD_PYTHON)
-    file(CREATE_LINK tonalign ${PROJECT_BINARY_DIR}/completion/tonalign-nifti SYMBOLIC)
-    install(FILES ${PROJECT_BINARY_DIR}/completion/tonalign-nifti DESTINATION ${completion_dir} COMPONENT python)
+    foreach(command IN ITEMS tonalign-nifti tonalign-study)
+        file(CREATE_LINK tonalign ${PROJECT_BINARY_DIR}/completion/${command} SYMBOLIC)
+        install(FILES ${PROJECT_BINARY_DIR}/completion/${command} DESTINATION ${completion_dir} COMPONENT python)
+    endforeach()
 endif()
 
 # The documents keep the places that they have here, so that their links go on working.
@@ -37,8 +39,7 @@ exactly, and is the same to the last bit on any number of threads. Volumes are
 Analyze 7.5 pairs.
 .
 Further commands make a target from a group of volumes, show on one page how
-runs went, and print and compare headers, and a Snakemake workflow takes whole
-cohorts through them. The C++20 library that they are made
+runs went, and print and compare headers. The C++20 library that they are made
 of comes along, with headers, a CMake package and a pkg-config file.")
 set(CPACK_PACKAGE_CHECKSUM SHA256)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
@@ -60,5 +61,5 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # The report and the converters are Python, and their libraries are large: a computing node can do without them.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3:any")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "python3-matplotlib, python3-nibabel, python3-numpy, python3-pil")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "snakemake, cmake, g++, pkgconf")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-tonalign, cmake, g++, pkgconf")
 include(CPack)

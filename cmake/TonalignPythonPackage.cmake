@@ -10,10 +10,11 @@ set(CPACK_DEBIAN_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "")
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "python3-nibabel")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, python3-nipype, tonalign")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, python3-nipype, snakemake, tonalign")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CPACK_PACKAGE_DESCRIPTION_SUMMARY} (Python)")
 set(CPACK_PACKAGE_DESCRIPTION
 "tonalign gives the foreground of a three-dimensional scan the grey-value
 histogram of a target exactly, and is the same to the last bit on any number of
 threads. This package has its functions for NumPy arrays and nibabel images,
-with brain masks, and the command tonalign-nifti.")
+with brain masks, the command tonalign-nifti, and tonalign-study, which takes
+whole datasets through Snakemake.")

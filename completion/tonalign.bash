@@ -81,6 +81,11 @@ __tonalign_nifti_options=(
     --threads -q --quiet
 )
 
+__tonalign_study_options=(
+    -h --help --version --participant-label --session --suffix --masks --target --all-in-target --bins --sigma --clip
+    --jobs --slurm --account --partition --dry-run --clean --
+)
+
 # bash gives the command, the word to complete and the one before it.
 _tonalign()
 {
@@ -102,8 +107,10 @@ _tonalign()
         *) __tonalign_files "$current" '' ;;
         esac
         ;;
+    tonalign-study:--target:* | tonalign-study:--masks:*) __tonalign_files "$current" '' ;;
+    tonalign-study:*:-*) __tonalign_words "$current" "${__tonalign_study_options[@]}" ;;
     tonalign-*-nifti:*:-*) __tonalign_words "$current" -h --help --version ;;
-    tonalign-report:* | tonalign-*-nifti:*) __tonalign_files "$current" '' ;;
+    tonalign-report:* | tonalign-study:* | tonalign-*-nifti:*) __tonalign_files "$current" '' ;;
     *)
         case $command:$COMP_CWORD in
         tonalign-header:1) __tonalign_words "$current" print diff ;;
@@ -116,4 +123,4 @@ _tonalign()
 }
 
 complete -F _tonalign tonalign tonalign-header tonalign-average tonalign-from-nifti tonalign-report tonalign-to-nifti \
-    tonalign-nifti
+    tonalign-nifti tonalign-study

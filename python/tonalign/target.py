@@ -140,6 +140,32 @@ class Target:
         return cls.__new__(cls)._adopt(centres, frequencies, tuple(map(Scan, names, distances, out)))
 
     @classmethod
+    def mean(cls, targets, *, smooth=0.0):
+        """Makes the mean of some targets of as many bins each, all weighing the same.
+
+        Parameters
+        ----------
+        targets : iterable of Target
+        smooth : float
+            Standard deviation, in bins, of a Gaussian that smooths the mean; 0 for none.
+
+        Examples
+        --------
+        >>> import tonalign
+        >>> mean = tonalign.Target.mean([tonalign.Target([0, 1, 2], [0, 1, 3]), tonalign.Target([0, 3, 6], [0, 3, 1])])
+        >>> mean.centres, mean.frequencies
+        (array([0., 2., 4.]), array([0. , 0.5, 0.5]))
+        """
+        targets = list(targets)
+        sizes = {target.centres.size for target in targets}
+        if len(sizes) != 1:
+            raise ValueError(f"a mean is made of one target or more, all of as many bins; found bins {sorted(sizes)}")
+        histograms = [(target.centres, target.frequencies, 1.0) for target in targets]
+        names, out = [f"target {number}" for number in range(len(targets))], [False] * len(targets)
+        mean, _, _ = _core.mean(histograms, names, sizes.pop(), smooth, out, None)
+        return cls.__new__(cls)._adopt(*mean)
+
+    @classmethod
     def load(cls, file):
         """Reads a histogram file, of the tool or of `save`: a line for each bin, centre, tab, frequency."""
         file = os.fspath(file)

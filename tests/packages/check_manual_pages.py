@@ -37,8 +37,9 @@ def facts(name, page):
         readme = (PREFIX / "share/doc/tonalign/README.md").read_text(encoding="utf-8")
         yield statuses, list(map(int, re.findall(r"\n\| (\d+) \|", readme)))
         return
-    if name == "tonalign-nifti":
-        helps = [output_of(PREFIX / "bin" / name, *command, "--help") for command in ([], ["match"], ["average"])]
+    if name in ("tonalign-nifti", "tonalign-study"):
+        commands = ([], ["match"], ["average"]) if name == "tonalign-nifti" else ([],)
+        helps = [output_of(PREFIX / "bin" / name, *command, "--help") for command in commands]
         yield set(OPTION.findall(" ".join(helps))), set(OPTION.findall("\n".join(TERM.findall(page["OPTIONS"]))))
         yield statuses, numbers(helps[0].partition("Exit status:")[2])
         yield f"{name} {VERSION}\n", output_of(PREFIX / "bin" / name, "--version")

@@ -120,6 +120,8 @@ def parse_json(text):
     """The run of a log of tonalign-nifti."""
     try:
         log = json.loads(text)
+        if "failure" in log:  # a study's: tonalign-nifti itself leaves no log then
+            raise BadLog(f"the run ended early: {log['failure']}")
         usage = 2 if str(log["target"]).endswith(".hist") else 1
         files = {"inputfile1": log["input"], "inputfile2": log["target"], "outputfile1": log["output"]}
         if not all(isinstance(name, str) for name in files.values()):
