@@ -19,7 +19,7 @@ sys.path.insert(0, str(pathlib.Path(REPORT).resolve().parent))
 from tonalign_report import command
 
 BINS = 32
-COLUMNS = ("state", "scan", "input", "usage", "before", "after", "background", "top", "range", "remarks")
+COLUMNS = ("state", "scan", "remarks", "usage", "before", "after", "background", "top")
 
 
 def head(seed, shape=(10, 12, 14)):
@@ -63,9 +63,9 @@ class ReportTest(unittest.TestCase):
         histograms = [f"{name}-{part}.hist" for part in ("in", "target", "out", "mapped")]
         self.run_tool(name, source, target, output or f"{name}-out", f"{name}-mapped", BINS, 0, 0, exact, *histograms)
 
-    def usage2(self, name, frequencies):
+    def usage2(self, name, frequencies, source="one"):
         (self.folder / f"{name}-given.hist").write_text(" ".join(f"0 {frequency}" for frequency in frequencies))
-        self.run_tool(name, "one", f"{name}-given.hist", f"{name}-out", BINS, f"{name}-in.hist", f"{name}-out.hist")
+        self.run_tool(name, source, f"{name}-given.hist", f"{name}-out", BINS, f"{name}-in.hist", f"{name}-out.hist")
 
     def report(self, *names, status):
         """In this process, as starting Python and numpy takes most of the time. Rows are kept by their scans' names."""
@@ -79,7 +79,7 @@ class ReportTest(unittest.TestCase):
         self.rows, self.sections = {}, {}
         for anchor, row in re.findall(r'<tr data-for="(.*?)">(.*?)</tr>', self.html, re.DOTALL):
             cells = re.findall(r'<td(?: data-value="([^"]*)")?[^>]*>(.*?)</td>', row, re.DOTALL)
-            texts = {name: text_of(shown if name in ("state", "range") else value or shown)
+            texts = {name: text_of(shown if name == "state" else value or shown)
                      for name, (value, shown) in zip(COLUMNS, cells)}
             self.rows[texts["scan"]] = texts
             self.sections[texts["scan"]] = re.search(f'<section id="{anchor}".*?</section>', self.html, re.DOTALL)[0]

@@ -17,7 +17,7 @@ import numpy
 import tonalign
 from tonalign.command import Trouble, naming, read
 from tonalign.volumes import mask_for
-from tonalign_report.measures import InputMeasures, measure_input
+from tonalign_report.measures import InputMeasures, foreground_of, measure_input
 from tonalign_report.outliers import judge
 
 from .bids import write_json
@@ -34,14 +34,6 @@ def load_job(job):
 
 def load_settings():
     return read_json(SETTINGS)
-
-
-def foreground_of(values, mask, bins):
-    """Inside the mask, or above the lowest bin."""
-    if mask is not None:
-        return mask != 0
-    low, high = float(values.min()), float(values.max())
-    return values > low + (high - low) / bins
 
 
 def screened(scan, settings):
@@ -82,7 +74,7 @@ def judged(jobs):
     sound = [number for number, (_, verdict) in enumerate(found) if "measures" in verdict]
     reasons = [[verdict["refused"]] if "refused" in verdict else [] for _, verdict in found]
     measures = [InputMeasures.from_json(found[number][1]["measures"]) for number in sound]
-    for number, outlying in zip(sound, judge(measures)):
+    for number, outlying in zip(sound, judge(measures)[0]):
         reasons[number] = [reason.text for reason in outlying]
     return [(scan, verdict, why) for (scan, verdict), why in zip(found, reasons)]
 

@@ -6,8 +6,11 @@ volumes     Analyze pairs, read as tonalign reads them, one slab at a time
 histograms  histogram files
 scan        one run with everything the page shows of it, or why it failed
 findings    what is worth a warning
+measures    what is measured of a scan and of what the match made of it
+outliers    which scans of a cohort are unlike the others
 pictures    slices as PNG, by Pillow
-charts      histograms and cumulative curves as SVG, by matplotlib
+charts      histograms, cumulative and transfer curves as SVG, by matplotlib
+strips      the cohort's measures, a dot a scan
 page        the HTML, with page.css and page.js
 texts       names and lines of logs for the page, messages for the terminal
 page_file   the file itself, whole or not at all

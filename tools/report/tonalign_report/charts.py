@@ -14,6 +14,7 @@ from matplotlib.ticker import MaxNLocator
 from .texts import clean
 
 WIDTH, HEIGHT = 480, 210
+NARROW = 200  # in a column of pictures
 LEFT, RIGHT, TOP, BOTTOM = 52, 10, 12, 34
 POINTS_AT_MOST = 512
 PEAK_SHOWN = 2.5  # times the peak of target and output; a comb of few grey levels would press them flat
@@ -42,15 +43,20 @@ def thin(values, cumulative):
     return bins[edges[:-1]], numpy.maximum.reduceat(values, edges[:-1])
 
 
-def empty_axes(bins, top):
-    """Axes from bin 2 on, the first that is no background, and from 0 to top."""
-    figure = Figure(figsize=(WIDTH / 72, HEIGHT / 72), dpi=72)
-    axes = figure.add_axes(
-        (LEFT / WIDTH, BOTTOM / HEIGHT, (WIDTH - LEFT - RIGHT) / WIDTH, (HEIGHT - TOP - BOTTOM) / HEIGHT)
+def new_axes(width=WIDTH):
+    """Those of a new figure, whose units are the page's."""
+    figure = Figure(figsize=(width / 72, HEIGHT / 72), dpi=72)
+    return figure.add_axes(
+        (LEFT / width, BOTTOM / HEIGHT, (width - LEFT - RIGHT) / width, (HEIGHT - TOP - BOTTOM) / HEIGHT)
     )
+
+
+def empty_axes(bins, top, width=WIDTH):
+    """Axes from bin 2 on, the first that is no background, and from 0 to top."""
+    axes = new_axes(width)
     first, last = min(2, bins), max(bins, 3)
     axes.set(xlim=(first, last), ylim=(0, top), frame_on=False, axisbelow=True)
-    round_bins = MaxNLocator(6, steps=(1, 2, 5, 10), integer=True).tick_values(first, last)
+    round_bins = MaxNLocator(6 if width == WIDTH else 2, steps=(1, 2, 5, 10), integer=True).tick_values(first, last)
     apart = 0.4 * (round_bins[1] - round_bins[0])
     axes.set_xticks([first, *(n for n in round_bins if first + apart < n <= last)])
     axes.xaxis.set_major_formatter("{x:.0f}")
@@ -99,8 +105,34 @@ def for_page(figure, label):
             style = re.sub(r"font: [^;]*; ", "", style)
             x, y = (f"{float(element.get(axis)):.1f}" for axis in "xy")
             drawn.append(f'<text x="{x}" y="{y}" style="{style}">{clean(element.text)}</text>')
-    text = clean(label)
-    return f'<svg viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{text}">{"".join(drawn)}</svg>'
+    text, width = clean(label), round(72 * figure.get_figwidth())
+    return f'<svg viewBox="0 0 {width} {HEIGHT}" role="img" aria-label="{text}">{"".join(drawn)}</svg>'
+
+
+def transfer_chart(curve, name):
+    """What became of the input's grey values: the middle of the outputs, and where nine tenths of them are."""
+    axes = new_axes()
+    low, middle, high = curve.outputs
+    axes.fill_between(curve.inputs, low, high, color=CURVES["target"][0], linewidth=0)
+    axes.plot(curve.inputs, middle, color=CURVES["output"][0], linewidth=CURVES["output"][1])
+    axes.set(frame_on=False, axisbelow=True)
+    for axis in (axes.xaxis, axes.yaxis):
+        axis.set_major_locator(MaxNLocator(5, steps=(1, 2, 5, 10)))
+        axis.set_major_formatter("{x:g}")
+    axes.tick_params(length=0, pad=6, labelcolor=SOFT)
+    axes.grid(axis="y", color=LINE, linewidth=1, clip_on=False)
+    axes.set_xlabel("input", color=SOFT, labelpad=1)
+    said = f"slopes {curve.smallest_slope:.2g} to {curve.largest_slope:.2g} times the mean, correlation {curve.correlation:.3f}"
+    return for_page(axes.figure, f"{name}: output by input grey value; {said}"), said
+
+
+def target_chart(frequencies, name):
+    """The histogram of a target that has no pictures."""
+    top = float(frequencies.max()) or 1.0
+    axes = empty_axes(len(frequencies), top * 1.04, NARROW)
+    bins, values = thin(frequencies, False)
+    axes.plot(bins, values, color=CURVES["target"][0], linewidth=2, clip_on=False)
+    return for_page(axes.figure, f"{name}: frequencies of the target by bin")
 
 
 def histogram_figure(histograms):

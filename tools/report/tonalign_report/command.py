@@ -88,20 +88,23 @@ def show_progress(done, total):
 
 
 def make_page(scans, options):
-    from .page import Row, page, section
-    from .scan import find_shared_outputs, read_files
+    from .page import looks, page
+    from .scan import find_shared_outputs, judge_cohort, read_files
+    from .strips import strip_plots
 
     find_shared_outputs(scans, options.folder)
-    entries = []
     for number, scan in enumerate(scans, 1):
+        scan.anchor = f"scan-{number}"
         read_files(scan, options.folder)
-        anchor = f"scan-{number}"
-        entries.append((scan.badness(), Row(scan, anchor), section(scan, anchor)))
-        scan.volumes = scan.histograms = None  # they are drawn; the next scan needs the memory
+        if not scan.failures:
+            scan.looks = looks(scan)
+        for volume in filter(None, scan.volumes.values()):
+            volume.slices = None  # they are drawn; the next scan needs the memory
+        scan.histograms = None
         show_progress(number, len(scans))
-    entries.sort(key=lambda entry: entry[0])
-    _, rows, sections = zip(*entries)
-    return page(options.title, rows, sections)
+    asked, scores = judge_cohort(scans)
+    cohort = strip_plots(asked, scores, [scan.anchor for scan in asked])
+    return page(options.title, sorted(scans, key=lambda scan: scan.badness()), cohort)
 
 
 def main(arguments=None):

@@ -16,24 +16,44 @@ class Measure:
     """One measure, as the page shows it."""
 
     title: str
-    reason: str  # what an outlier is said to be
+    reason: str  # what is said of an outlier
     floor: float  # the least that counts as a deviation: below it scans are alike for the eye
     limit: float  # robust standard deviations
     two_sided: bool = True
 
 
 MEASURES = {
-    "curve": Measure("distance of the cumulative curve", "its grey values are distributed unlike the cohort's", 0.02, 5, False),
-    "shape": Measure("the same after aligning both ends", "its histogram has another shape than the cohort's", 0.01, 3.5, False),
-    "background": Measure("share of background", "its background has another share than the cohort's", 0.02, 5),
-    "volume": Measure("foreground in ml", "its foreground has another volume than the cohort's", 0.06, 5),
-    "top": Measure("largest voxel", "its largest voxel lies further from the rest than the cohort's", 0.15, 6),
-    "bottom": Measure("smallest voxel", "its smallest voxel lies further from the rest than the cohort's", 0.15, 6),
-    "saturated": Measure("share at the largest value", "more of it is at its largest value than in the cohort", 0.002, 6, False),
-    "tied": Measure("share at crowded values", "more of its voxels share a few grey values than in the cohort", 0.1, 5, False),
-    "smoothness": Measure("correlation of neighbours", "its neighbouring voxels are correlated unlike the cohort's", 0.02, 5),
-    "balance": Measure("left-right balance", "one side is brighter, unlike in the cohort", 0.015, 5),
-}  # fmt: skip
+    "curve": Measure(
+        "cumulative curve", "its grey values are distributed unlike the cohort's", 0.02, 5, two_sided=False
+    ),
+    "shape": Measure(
+        "histogram shape", "with both ends aligned, its histogram is unlike the cohort's", 0.01, 3.5, two_sided=False
+    ),
+    "background": Measure("background share", "its background has another share than the cohort's", 0.02, 5),
+    "volume": Measure("foreground volume", "its foreground has another volume in ml than the cohort's", 0.06, 5),
+    "top": Measure("largest voxel", "its largest voxel is not as far from the rest as in the cohort", 0.15, 6),
+    "bottom": Measure("smallest voxel", "its smallest voxel is not as far from the rest as in the cohort", 0.15, 6),
+    "saturated": Measure(
+        "saturation", "more of it is at its largest value than in the cohort", 0.002, 6, two_sided=False
+    ),
+    "tied": Measure(
+        "tied voxels", "more of its voxels share a few grey values than in the cohort", 0.1, 5, two_sided=False
+    ),
+    "smoothness": Measure(
+        "neighbouring voxels", "the correlation of its neighbouring voxels is unlike the cohort's", 0.02, 5
+    ),
+    "balance": Measure("left-right balance", "its halves along x are not as bright as in the cohort", 0.015, 5),
+    # Of the match, where there is one
+    "flattest": Measure(
+        "least slope of transfer", "where its transfer curve is flattest, it is unlike the cohort's", 0.1, 6
+    ),
+    "steepest": Measure(
+        "largest slope of transfer", "where its transfer curve is steepest, it is unlike the cohort's", 0.2, 6
+    ),
+    "agreement": Measure(
+        "output by input", "the correlation of its output with its input is unlike the cohort's", 0.01, 6
+    ),
+}
 
 
 @dataclasses.dataclass(frozen=True)
@@ -67,13 +87,13 @@ def reach(quantiles, end):
     return float(numpy.log1p(tail / max(body, 0.1 * spread))) if spread > 0 else 0.0
 
 
-def table(measures, sound):
+def table(measures, transfers, sound):
     """Every measure of every scan; the curves' distances are those from the median of the scans in `sound`."""
     curves = numpy.array([m.quantiles for m in measures])
     shapes = numpy.array([aligned(curve) for curve in curves])
     middle = numpy.median(curves[sound], axis=0)
     spread = quantile(middle, 0.99) - quantile(middle, 0.01)
-    return {
+    found = {
         "curve": abs(curves - middle).mean(axis=1) / spread if spread > 0 else numpy.zeros(len(curves)),
         "shape": abs(shapes - numpy.median(shapes[sound], axis=0)).mean(axis=1),
         "background": numpy.array([m.background for m in measures]),
@@ -85,35 +105,44 @@ def table(measures, sound):
         "smoothness": numpy.array([m.smoothness for m in measures]),
         "balance": numpy.array([m.balance for m in measures]),
     }
+    if transfers:
+        found["flattest"] = numpy.array([transfer.smallest_slope for transfer in transfers])
+        found["steepest"] = numpy.array([transfer.largest_slope for transfer in transfers])
+        found["agreement"] = numpy.array([transfer.correlation for transfer in transfers])
+    return found
 
 
 def scores(values, sound, measure):
-    """Robust standard deviations from the median of the sound scans."""
+    """Robust standard deviations from the median of the sound scans, below it negative."""
     deviation = values - numpy.median(values[sound])
-    scale = max(NORMAL * float(numpy.median(abs(deviation[sound]))), measure.floor)
-    return (abs(deviation) if measure.two_sided else numpy.maximum(deviation, 0)) / scale
+    return deviation / max(NORMAL * float(numpy.median(abs(deviation[sound]))), measure.floor)
 
 
-def judge(measures):
-    """For each InputMeasures the Reasons that speak against it, the weightiest first.
+def reasons_of(found, k):
+    """What speaks against scan k, the weightiest first."""
+    reasons = []
+    for name, score in found.items():
+        away = abs(score[k]) if MEASURES[name].two_sided else score[k]
+        if away > MEASURES[name].limit:
+            reasons.append(Reason(name, float(away)))
+    return sorted(reasons, key=lambda reason: -reason.score)
+
+
+def judge(measures, transfers=None):
+    """For each InputMeasures the Reasons that speak against it, the weightiest first, and the scores of all by measure.
+    `transfers` are the TransferCurves of the same scans, where there are any.
 
     Outliers widen the spread by which they are judged, so the cohort is judged again without them until nothing
-    changes, as long as the sound ones are more than half. A cohort of fewer than FEWEST scans has no outliers.
+    changes, as long as the sound ones are more than half. A cohort of fewer than FEWEST scans has no outliers, and no
+    scores.
     """
-    reasons = [[] for _ in measures]
+    reasons, found = [[] for _ in measures], {}
     sound = numpy.full(len(measures), True)
     while len(measures) >= FEWEST and 2 * sound.sum() > len(measures):
-        values = table(measures, sound)
-        found = {name: scores(values[name], sound, measure) for name, measure in MEASURES.items()}
-        reasons = [
-            sorted(
-                (Reason(name, float(score[k])) for name, score in found.items() if score[k] > MEASURES[name].limit),
-                key=lambda reason: -reason.score,
-            )
-            for k in range(len(measures))
-        ]
+        found = {name: scores(values, sound, MEASURES[name]) for name, values in table(measures, transfers, sound).items()}
+        reasons = [reasons_of(found, k) for k in range(len(measures))]
         still = numpy.array([not why for why in reasons])
         if (still == sound).all():
             break
         sound = still
-    return reasons
+    return reasons, found

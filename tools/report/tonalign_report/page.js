@@ -8,6 +8,7 @@
 
     const valueOf = (row, column) => {
         const cell = row.cells[column];
+        if (!cell) return ""; // of a failed scan, whose reason fills the row
         return cell.dataset.value ?? cell.textContent;
     };
 

@@ -5,8 +5,9 @@ import pathlib
 import statistics
 
 from . import VERSION
-from .charts import cumulative_chart, histogram_chart
+from .charts import cumulative_chart, histogram_chart, target_chart, transfer_chart
 from .findings import foreground_at_top, percent
+from .outliers import MEASURES
 from .pictures import picture_grid
 from .run_log import ENDINGS
 from .texts import clean
@@ -16,22 +17,21 @@ HERE = pathlib.Path(__file__).resolve().parent
 
 # Heading, kind of sorting, explanation
 COLUMNS = (
-    ("State", "number", "failed, with warnings, or sound; the worst first"),
+    ("State", "number", "failed, unlike the others, with warnings, or sound; the worst first"),
     ("Scan", "text", "name of the log"),
-    ("Input", "text", "as the run was given it"),
+    ("Remarks", "text", "why it failed, what it is unlike the others in, what the warnings are about"),
     ("Usage", "number", "1: to a target volume; 2: to a histogram file"),
     ("Error before", "number", "distance between the histograms of input and target, as tonalign printed it"),
     ("Error after", "number", "distance between the histograms of output and target, as tonalign printed it"),
     ("Background", "number", "share of the output's voxels in the lowest bin"),
     ("At top", "number", "share of the output's foreground that has its largest value"),
-    ("Output range", "number", "smallest and largest voxel of the output"),
-    ("Remarks", "text", "why it failed, or what the warnings are about"),
 )
-STATES = {"failed": "\N{MULTIPLICATION SIGN} failed", "warned": "! warnings", "sound": "\N{CHECK MARK} sound"}
-
-
-def state(scan):
-    return "failed" if scan.failures else "warned" if scan.findings else "sound"
+STATES = {
+    "failed": "\N{MULTIPLICATION SIGN} failed",
+    "unlike": "\N{NOT EQUAL TO} unlike",
+    "warned": "! warnings",
+    "sound": "\N{CHECK MARK} sound",
+}
 
 
 def count(number, one, many):
@@ -42,50 +42,48 @@ def badge(kind):
     return f'<span class="badge {kind}">{STATES[kind]}</span>'
 
 
-class Row:
-    """What the index says of a scan. It outlives the scan's voxels."""
-
-    def __init__(self, scan, anchor):
-        run, output = scan.run, scan.volumes.get("output")
-        sound = not scan.failures
-        self.scan, self.anchor = scan, anchor
-        words = scan.failures or dict.fromkeys(finding.word for finding in scan.findings)
-        self.cells = [
-            (badge(state(scan)), None),
-            (f'<a href="#{anchor}">{clean(scan.name)}</a>', clean(scan.name)),
-            (clean(run.files["inputfile1"]), None) if run else ("", ""),
-            (str(run.usage), run.usage) if run else ("", ""),
-            (f"{run.error_before:g}", run.error_before) if run else ("", ""),
-            (f"{run.error_after:g}", run.error_after) if run else ("", ""),
-            (percent(output.in_background), output.in_background) if sound else ("", ""),
-            (percent(foreground_at_top(output)), foreground_at_top(output)) if sound else ("", ""),
-            (f"{output.minimum:g} to {output.maximum:g}", output.maximum - output.minimum) if sound else ("", ""),
-            (clean("; ".join(words)), None),
-        ]
-
-    def html(self, rank):
-        cells = []
-        for number, ((shown, value), (_, kind, _)) in enumerate(zip(self.cells, COLUMNS)):
-            value = rank if number == 0 else value
-            attribute = "" if value is None else f' data-value="{value}"'
-            cells.append(f'<td{attribute}{" class=number" if kind == "number" and number else ""}>{shown}</td>')
-        return f'<tr data-for="{self.anchor}">{"".join(cells)}</tr>'
+def remarks(scan):
+    """Why it failed or, of a scan that did not, what it is unlike the others in and what the warnings are about."""
+    found = ", ".join(f"{MEASURES[reason.measure].title} ({reason.score:.0f})" for reason in scan.outlying)
+    words = scan.failures or ([f"unlike the others in {found}"] if found else [])
+    return [*words, *dict.fromkeys(finding.word for finding in scan.findings)]
 
 
-def index_table(rows):
+def index_row(scan, rank):
+    """The row of a scan; that of one that failed is filled by the reason."""
+    run, output = scan.run, scan.volumes.get("output")
+    said = clean("; ".join(remarks(scan)))
+    cells = [
+        f'<td data-value="{rank}">{badge(scan.state())}</td>',
+        f'<td data-value="{clean(scan.name)}"><a href="#{scan.anchor}">{clean(scan.name)}</a></td>',
+    ]
+    if scan.failures:
+        return f'<tr data-for="{scan.anchor}">{"".join(cells)}<td colspan="{len(COLUMNS) - 2}">{said}</td></tr>'
+    numbers = (
+        (str(run.usage), run.usage),
+        (f"{run.error_before:g}", run.error_before),
+        (f"{run.error_after:g}", run.error_after),
+        (percent(output.in_background), output.in_background),
+        (percent(foreground_at_top(output)), foreground_at_top(output)),
+    )
+    cells += [f"<td>{said}</td>", *(f'<td data-value="{value}" class="number">{shown}</td>' for shown, value in numbers)]
+    return f'<tr data-for="{scan.anchor}">{"".join(cells)}</tr>'
+
+
+def index_table(scans):
     heads = "".join(
         f'<th scope="col" data-kind="{kind}" title="{clean(why)}" aria-sort="{"none" if number else "ascending"}">'
         f'<button type="button">{name}</button></th>'
         for number, (name, kind, why) in enumerate(COLUMNS)
     )
-    body = "\n".join(row.html(rank) for rank, row in enumerate(rows))
+    body = "\n".join(index_row(scan, rank) for rank, scan in enumerate(scans))
     return (
         '<div class="wide" tabindex="0" role="region" aria-label="Index of scans"><table id="index">'
         f"<thead><tr>{heads}</tr></thead><tbody>\n{body}\n</tbody></table></div>"
     )
 
 
-def numbers_table(volumes):
+def numbers_table(volumes, name):
     rows = []
     for what, volume in volumes.items():
         if not volume:
@@ -106,7 +104,7 @@ def numbers_table(volumes):
     heads = ("voxels", "voxel size, mm", "stored as", "range", "in lowest bin", "at top value", "grey levels")
     head = "<td></td>" + "".join(f'<th scope="col">{name}</th>' for name in heads)
     return (
-        f'<div class="wide"><table class="numbers"><thead><tr>{head}</tr></thead>'
+        f'<div class="wide" tabindex="0" role="region" aria-label="{clean(name)}: numbers"><table class="numbers"><thead><tr>{head}</tr></thead>'
         f'<tbody>{"".join(rows)}</tbody></table></div>'
     )
 
@@ -122,20 +120,25 @@ def settings(run):
     return f'<p class="settings">{spans}</p><p class="error">Error between histograms: {errors}</p>'
 
 
-def warnings_list(findings):
-    if not findings:
-        return ""
-    items = "".join(f"<li><b>{clean(f.word)}</b>: {clean(f.text)}</li>" for f in findings)
-    return f'<ul class="findings">{items}</ul>'
+def warnings_list(scan):
+    items = [f"<li><b>unlike the others</b>: {clean(reason.text)}.</li>" for reason in scan.outlying]
+    items += [f"<li><b>{clean(f.word)}</b>: {clean(f.text)}</li>" for f in scan.findings]
+    if scan.run.nifti and scan.run.nifti.get("excluded_from_target"):
+        items.append("<li>This scan did not enter the group's target.</li>")
+    return f'<ul class="findings">{"".join(items)}</ul>' if items else ""
 
 
 def charts(scan):
     drawn, note = histogram_chart(scan.histograms, scan.name)
     keys = "".join(f'<span><i class="key {what}"></i>{what}</span>' for what in ("input", "output", "target"))
+    transfer = ""
+    if scan.curve:
+        curve, said = transfer_chart(scan.curve, scan.name)
+        transfer = f"<figure>{curve}<figcaption>Output by input grey value, with nine tenths of it: {said}</figcaption></figure>"
     return (
         f'<div class="charts"><p class="keys">{keys}</p>'
         f"<figure>{drawn}<figcaption>Frequencies without the background. {note}</figcaption></figure>"
-        f"<figure>{cumulative_chart(scan.histograms, scan.name)}<figcaption>Cumulative</figcaption></figure></div>"
+        f"<figure>{cumulative_chart(scan.histograms, scan.name)}<figcaption>Cumulative</figcaption></figure>{transfer}</div>"
     )
 
 
@@ -143,32 +146,38 @@ def marked(line):
     return f"<mark>{clean(line)}</mark>" if any(text in line for text in ENDINGS) else clean(line)
 
 
-def section(scan, anchor):
-    head = f'<h2>{clean(scan.name)} {badge(state(scan))}</h2><p class="log">log {clean(scan.log)}</p>'
+def looks(scan):
+    """Pictures, charts and numbers: what takes the scan's voxels, and is drawn before the scan is judged."""
+    target = None if scan.volumes["target"] else target_chart(scan.histograms["target"], scan.name)
+    grid = picture_grid(scan.volumes, scan.name, target)
+    return f'<div class="looks"><div>{grid}</div>{charts(scan)}</div>{numbers_table(scan.volumes, scan.name)}'
+
+
+def section(scan):
+    kind = scan.state()
+    head = f'<h2>{clean(scan.name)} {badge(kind)}</h2><p class="log">log {clean(scan.log)}</p>'
     if scan.failures:
         reasons = "".join(f"<li>{clean(reason)}</li>" for reason in scan.failures)
         tail = "\n".join(map(marked, scan.last_lines))
-        log = f"<details open><summary>End of the log</summary><pre>{tail}</pre></details>" if scan.last_lines else ""
+        log = f'<details open><summary>End of the log</summary><pre tabindex="0">{tail}</pre></details>'
+        log = log if scan.last_lines else ""
         body = f'<ul class="failures">{reasons}</ul>{log}'
     else:
-        body = (
-            f"{settings(scan.run)}{warnings_list(scan.findings)}"
-            f'<div class="looks"><div>{picture_grid(scan.volumes, scan.name)}</div>{charts(scan)}</div>'
-            f"{numbers_table(scan.volumes)}"
-        )
+        body = f"{settings(scan.run)}{warnings_list(scan)}{scan.looks}"
     top = '<a class="up" href="#top">index</a>'
-    return f'<section id="{anchor}" class="scan {state(scan)}">{top}{head}{body}</section>'
+    return f'<section id="{scan.anchor}" class="scan {kind}">{top}{head}{body}</section>'
 
 
-def summary(rows):
-    states = [state(row.scan) for row in rows]
+def summary(scans):
+    states = [scan.state() for scan in scans]
     parts = [
-        count(len(rows), "scan", "scans"),
+        count(len(scans), "scan", "scans"),
         f"{states.count('failed')} failed",
+        f"{states.count('unlike')} unlike the others",
         f"{states.count('warned')} with warnings",
         f"{states.count('sound')} sound",
     ]
-    runs = [row.scan.run for row in rows if not row.scan.failures]
+    runs = [scan.run for scan in scans if not scan.failures]
     errors = ""
     if runs:
         before, after = (statistics.median(errors) for errors in zip(*((r.error_before, r.error_after) for r in runs)))
@@ -182,8 +191,8 @@ sides of the body, and nothing is turned round. Input is grey from its smallest 
 passes; output and target share one such window. The background is the lowest bin of each volume's own range.</p>"""
 
 
-def page(title, rows, sections):
-    """The whole page, for rows and sections in the order in which they are to stand."""
+def page(title, scans, cohort):
+    """The whole page, for scans in the order in which they are to stand, and the strip plots."""
     style = (HERE / "page.css").read_text("utf-8")
     script = (HERE / "page.js").read_text("utf-8")
     return f"""<!DOCTYPE html>
@@ -201,13 +210,15 @@ def page(title, rows, sections):
 {style}</style>
 </head>
 <body>
-<header id="top"><h1>{clean(title)}</h1>{summary(rows)}
-<p class="controls" hidden><label>Find <input type="search" id="find" autocomplete="off"></label>
-<span id="shown" role="status"></span></p></header>
+<header id="top"><h1>{clean(title)}</h1>{summary(scans)}</header>
 <main>
-{index_table(rows)}
+{cohort}
+<h2>Scans, the worst first</h2>
+<p class="controls" hidden><label>Find <input type="search" id="find" autocomplete="off"></label>
+<span id="shown" role="status"></span></p>
+{index_table(scans)}
 {NOTES}
-{chr(10).join(sections)}
+{chr(10).join(map(section, scans))}
 </main>
 <footer>tonalign-report {VERSION}</footer>
 <script>

@@ -74,8 +74,9 @@ def windows(volumes):
     return result
 
 
-def picture_grid(volumes, name):
-    """The slices of all volumes of a scan: a column for each, a row for each plane."""
+def picture_grid(volumes, name, target=None):
+    """The slices of all volumes of a scan: a column for each, a row for each plane. `target` stands in for those of the
+    target."""
     shown = {what: volume for what, volume in volumes.items() if volume}
     widest = {what: max(extents(volume).values()) for what, volume in shown.items()}
     if max(widest.values()) <= COMMON_SCALE_WITHIN * min(widest.values()):
@@ -89,7 +90,10 @@ def picture_grid(volumes, name):
         cells = "".join(
             f"<td>{picture(v, plane, f'{name}, {what}', window[what], widest[what]) if v else ''}</td>"
             for what, v in volumes.items()
+            if v or what != "target"
         )
+        if not volumes["target"] and not rows:
+            cells += f'<td rowspan="{len(PLANES)}">{target}</td>'
         label = f"{across} \N{RIGHTWARDS ARROW}<br>{upward} \N{UPWARDS ARROW}<br><small>mid {through}</small>"
         rows.append(f'<tr><th scope="row">{label}</th>{cells}</tr>')
     head = f'<tr><td></td>{"".join(heads)}</tr>'

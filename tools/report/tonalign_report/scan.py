@@ -8,10 +8,12 @@ import pathlib
 
 from .findings import all_findings
 from .histograms import BadHistogram, as_target, distance, read_frequencies
+from .measures import InputMeasures, TransferCurve, foreground_of, measure_input, measure_output
+from .outliers import judge
 from .pairs import pair_files
 from .run_log import BadLog, RunLog, named_files, parse, read_text
 from .texts import shortened
-from .volumes import BadVolume, read_image, read_volume
+from .volumes import BadVolume, open_image, pair_voxels, read_image, read_volume
 
 PRINTED_DIGITS = 2e-5  # errors are printed with six significant digits
 LAST_LINES = 12
@@ -29,6 +31,11 @@ class Scan:
     findings: list = dataclasses.field(default_factory=list)
     volumes: dict = dataclasses.field(default_factory=dict)  # input, output, target; None for what is not there
     histograms: dict = dataclasses.field(default_factory=dict)  # frequencies by the same names
+    measures: InputMeasures | None = None  # of the input, if it is there
+    curve: TransferCurve | None = None
+    outlying: list = dataclasses.field(default_factory=list)  # Reasons
+    anchor: str = ""  # of its section on the page
+    looks: str = ""  # its pictures and charts as HTML
     last_lines: list = dataclasses.field(default_factory=list)
     named: list = dataclasses.field(default_factory=list)  # as run_log.named_files
 
@@ -46,9 +53,15 @@ class Scan:
                 yield from volume_files(self.run, folder, name)
 
     def badness(self):
-        """Sorts the worst first."""
+        """Sorts the worst first: failed ones, those unlike the others, those with warnings."""
         error = self.run.error_after if self.run else 0
-        return (not self.failures, -len(self.findings), -error, self.name)
+        score = max((reason.score for reason in self.outlying), default=0)
+        return (not self.failures, not self.outlying, -score, -len(self.findings), -error, self.name)
+
+    def state(self):
+        if self.failures:
+            return "failed"
+        return "unlike" if self.outlying else "warned" if self.findings else "sound"
 
 
 def volume_files(run, folder, name):
@@ -93,7 +106,8 @@ def find_shared_outputs(scans, folder):
 
 
 def read_volumes(scan, folder):
-    run = scan.run
+    """Gives back the voxels of those that could be read, by what they are."""
+    run, voxels = scan.run, {}
     names = {"input": "inputfile1", "output": "outputfile1", "target": "outputfile2"}
     if run.nifti and run.usage == 1 and not run.nifti.get("classic"):
         names["target"] = "inputfile2"  # its grey values are the output's
@@ -104,18 +118,41 @@ def read_volumes(scan, folder):
             continue
         if what == "input" and os.path.realpath(volume_files(run, folder, run.files[listed])[1]) in written:
             continue
+        name = run.files[listed]
         try:
             if run.nifti:
                 chosen = run.nifti.get("volume") if what == "input" else None
                 background = None if what == "target" else run.background()
-                scan.volumes[what] = read_image(folder, run.files[listed], run.bins, background, chosen)
+                scan.volumes[what], voxels[what] = read_image(folder, name, run.bins, background, chosen)
             else:
-                scan.volumes[what] = read_volume(folder, run.files[listed], run.bins)
+                scan.volumes[what] = read_volume(folder, name, run.bins)
+                voxels[what] = pair_voxels(folder, name, scan.volumes[what])
         except BadVolume as error:
             scan.fail(str(error))
     source, output = scan.volumes["input"], scan.volumes["output"]
     if source and output and source.header.sizes() != output.header.sizes():
         scan.fail("the output has other sizes than the input: one of them is not of this run")
+    return voxels
+
+
+def measure(scan, folder, voxels):
+    """What the cohort is judged by, and the transfer curve; nothing of a scan whose input is gone."""
+    if scan.failures or not scan.volumes["input"]:
+        return
+    before, after, mask = voxels["input"], voxels["output"], None
+    if scan.run.nifti and scan.run.nifti.get("mask"):
+        try:
+            mask = open_image(folder, scan.run.nifti["mask"])[1]
+        except BadVolume as error:
+            scan.fail(str(error))
+            return
+    foreground = foreground_of(before, mask, scan.run.bins)
+    if mask is not None and mask.shape != before.shape or not foreground.any():
+        scan.fail("the mask is not one of this scan" if mask is not None else "the input has no foreground")
+        return
+    voxel_ml = math.prod(scan.volumes["input"].header.voxel_sizes()) / 1000
+    scan.measures = measure_input(before, foreground, voxel_ml)
+    scan.curve = measure_output(before[foreground], after[foreground])
 
 
 def read_histograms(scan, folder):
@@ -155,9 +192,20 @@ def read_files(scan, folder):
     if scan.failures:
         return
     try:
-        read_volumes(scan, folder)
+        voxels = read_volumes(scan, folder)
         read_histograms(scan, folder)
+        measure(scan, folder, voxels)
     except (OSError, ValueError, MemoryError) as error:  # one strange file is no reason to lose the others' page
         scan.fail(f"the files cannot be read: {error or type(error).__name__}")
     if not scan.failures:
         scan.findings = all_findings(scan.run, scan.volumes)
+
+
+def judge_cohort(scans):
+    """Finds the scans that are unlike the others; those that failed are not asked. Gives back those that were, and
+    their scores by measure."""
+    asked = [scan for scan in scans if scan.measures and not scan.failures]
+    reasons, scores = judge([scan.measures for scan in asked], [scan.curve for scan in asked])
+    for scan, why in zip(asked, reasons):
+        scan.outlying = why
+    return asked, scores

@@ -176,6 +176,16 @@ def read_volume(folder, name, bins):
     )
 
 
+def pair_voxels(folder, name, volume):
+    """The voxels of a pair that has been read, [x][y][z], as a map of its file."""
+    _, image_path = pair_files(folder, name)
+    sizes, dtype = volume.header.sizes(), volume.header.element_type()
+    try:
+        return numpy.memmap(image_path, dtype, "r", shape=sizes, order="F")
+    except (OSError, ValueError) as error:
+        raise BadVolume(f"{base_name(name)}.img: {error}") from error
+
+
 @dataclasses.dataclass
 class ImageHeader:
     """What the page tells of an image that nibabel has read."""
@@ -192,18 +202,23 @@ class ImageHeader:
         return self.image.get_data_dtype()
 
 
-def read_image(folder, name, bins, background, chosen=None):
-    """A volume of tonalign-nifti, of a 4-D file the chosen one.
-
-    `background` is the background's share of the voxels; None has it counted, as without a mask.
-    """
+def open_image(folder, name, chosen=None):
+    """An image and its voxels, [x][y][z]."""
     try:
         image = nibabel.load(os.path.join(folder, name))
         if chosen is not None:
             image = image.slicer[..., chosen]
-        voxels = numpy.asanyarray(image.dataobj).reshape(image.shape[:3], order="F")
+        return image, numpy.asanyarray(image.dataobj).reshape(image.shape[:3], order="F")
     except (OSError, EOFError, ValueError, TypeError, zlib.error, nibabel.filebasedimages.ImageFileError) as error:
         raise BadVolume(f"{name}: {getattr(error, 'strerror', None) or error}") from error
+
+
+def read_image(folder, name, bins, background, chosen=None):
+    """A volume of tonalign-nifti, of a 4-D file the chosen one, and its voxels.
+
+    `background` is the background's share of the voxels; None has it counted, as without a mask.
+    """
+    image, voxels = open_image(folder, name, chosen)
     finite = voxels[numpy.isfinite(voxels)]  # outside a mask there may be anything
     if finite.size == 0:
         raise BadVolume(f"{name}: no voxel is a finite number")
@@ -212,7 +227,7 @@ def read_image(folder, name, bins, background, chosen=None):
     survey.add(0, slab)
     if background is None:
         background = in_lowest_bin(slab, float(survey.minimum), float(survey.maximum), bins) / slab.size
-    return Volume(
+    volume = Volume(
         header=ImageHeader(image),
         minimum=float(survey.minimum),
         maximum=float(survey.maximum),
@@ -222,3 +237,4 @@ def read_image(folder, name, bins, background, chosen=None):
         bright=float(numpy.percentile(survey.samples[0], 99.9)),
         slices=survey.slices(),
     )
+    return volume, voxels
