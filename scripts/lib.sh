@@ -15,7 +15,7 @@ readonly test_packages=(
 # And what the tests labelled slow take.
 # shellcheck disable=SC2034
 readonly slow_test_packages=(python3-pip python3-setuptools python3-wheel python3-selenium chromium chromium-driver fonts-dejavu-core
-    snakemake python3-bids-validator)
+    snakemake python3-bids-validator mricron-data)
 
 # announce TEXT...: says which step comes next.
 announce()
