@@ -100,7 +100,7 @@ class Study(unittest.TestCase):
         self.resume(names)
 
     def rows(self):
-        return Path("out/report.html").read_text().count("<section id=")
+        return Path("out/report.html").read_text().count("<section id=\"scan-")
 
     def resume(self, names):
         """What is done stays; what has changed is done again; what is out of date is told, and removed when asked."""
@@ -133,6 +133,9 @@ class Study(unittest.TestCase):
         Path("list").write_text("scans/x.y.nii\nscans/pair\n\nscans/mgh.mgz\n")
         self.study(0, "list", "listed", "--target", "scans/mgh.mgz")
         self.assertEqual(len([*Path("listed/volumes").iterdir()]), 2 + 3 + 2)
+        Path("list").write_text("none.nii\n")
+        self.study(1, "list", "listed")
+        self.assertRegex(self.said, "failed: none: No such file.*\n0 of 1 scan came through; the page is listed/report.html")
         for content, refusal in (("", "no scan found"), ("a.nii\nb/a.nii\n", "2 scans are called a")):
             Path("list").write_text(content)
             self.study(2, "list", "refused")

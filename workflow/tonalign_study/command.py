@@ -19,7 +19,7 @@ from tonalign_report.texts import for_stream
 
 from . import bids, records
 from .inputs import find_scans, select
-from .records import FOLDER, is_done, job_file, job_name, out_of_date, read_json, remove, write_jobs
+from .records import FOLDER, is_done, job_file, job_name, out_of_date, read_json, remove, write_failure, write_jobs
 
 PROGRAM, VERSION = "tonalign-study", "0.1.0"
 HERE = Path(__file__).resolve().parent
@@ -211,11 +211,19 @@ def write_page(scans, options):
 
 
 def failure_of(scan):
-    """Why a scan did not come through, or None."""
-    try:
-        return read_json(scan.log).get("failure") if not job_file("done", job_name(scan.key)).exists() else None
-    except (OSError, ValueError):
-        return "its job did not end by itself; .study/snakemake.log tells more"
+    """Why a scan did not come through, or None. One whose job left no log gets one, for the page."""
+    job = job_name(scan.key)
+    if job_file("done", job).exists():
+        return None
+    for file, name in ((scan.log, "failure"), (job_file("screen", job), "refused")):
+        with contextlib.suppress(OSError, ValueError, KeyError):
+            failure = read_json(file)[name]
+            break
+    else:
+        failure = f"its job did not end by itself; {FOLDER}/snakemake.log tells more"
+    if not os.path.exists(scan.log):
+        write_failure(scan, "", failure)
+    return failure
 
 
 def tell_left_out(options, failed):

@@ -58,6 +58,13 @@ def write_if_changed(file, content):
     write_json(file, content)
 
 
+def write_failure(scan, target, reason):
+    """A log of a scan that did not come through; tonalign-nifti leaves none then."""
+    os.makedirs(os.path.dirname(scan.log), exist_ok=True)
+    log = {"program": "tonalign-study", "input": scan.file, "target": target, "output": scan.output}
+    write_json(scan.log, log | {"failure": reason})
+
+
 def voxels_of(scan):
     """As its header promises, 0 if that cannot be read."""
     import nibabel

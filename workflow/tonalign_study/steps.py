@@ -22,7 +22,7 @@ from tonalign_report.outliers import judge
 
 from .bids import write_json
 from .inputs import Scan
-from .records import FOLDER, SETTINGS, digest, job_file, read_json
+from .records import FOLDER, SETTINGS, digest, job_file, read_json, write_failure
 
 GROUP_TARGET = "group_target.hist"
 
@@ -115,7 +115,7 @@ def match(job):
     target_file = settings["target"] or GROUP_TARGET
     for name in (*scan.outputs(), scan.sidecar, scan.log):
         Path(name).unlink(missing_ok=True)  # of an older run: nothing that fails now may pass for done
-    os.makedirs(os.path.dirname(scan.log), exist_ok=True)
+    os.makedirs(os.path.dirname(scan.log), exist_ok=True)  # tonalign-nifti makes no folders
     failure = scan.fault
     if not failure:
         os.makedirs(os.path.dirname(scan.output), exist_ok=True)
@@ -123,8 +123,7 @@ def match(job):
         if run.returncode != 0:
             failure = reason_of(os.fsdecode(run.stderr), scan) or f"tonalign-nifti ended with status {run.returncode}"
     if failure:
-        failed = {"program": "tonalign-study", "input": scan.file, "target": target_file, "output": scan.output}
-        write_json(scan.log, failed | {"failure": failure})
+        write_failure(scan, target_file, failure)
         sys.exit(failure)
     describe(scan, settings, target_file)
     done = job_file("done", job)
