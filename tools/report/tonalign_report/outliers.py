@@ -8,6 +8,7 @@ import numpy
 from .measures import QUANTILES
 
 FEWEST = 5  # a cohort of fewer scans has no median to speak of
+FEW = 4  # the spread of so many scans counts double
 NORMAL = 1.4826  # of the median absolute deviation of a normal distribution
 
 
@@ -24,7 +25,7 @@ class Measure:
 
 MEASURES = {
     "curve": Measure(
-        "cumulative curve", "its grey values are distributed unlike the cohort's", 0.02, 5, two_sided=False
+        "cumulative curve", "its grey values are distributed unlike the cohort's", 0.4, 5, two_sided=False
     ),
     "shape": Measure(
         "histogram shape", "with both ends aligned, its histogram is unlike the cohort's", 0.01, 3.5, two_sided=False
@@ -113,9 +114,11 @@ def table(measures, transfers, sound):
 
 
 def scores(values, sound, measure):
-    """Robust standard deviations from the median of the sound scans, below it negative."""
+    """Robust standard deviations from the median of the sound scans, below it negative. The spread of few scans is
+    uncertain, so it is taken for larger."""
     deviation = values - numpy.median(values[sound])
-    return deviation / max(NORMAL * float(numpy.median(abs(deviation[sound]))), measure.floor)
+    spread = NORMAL * float(numpy.median(abs(deviation[sound]))) * (1 + FEW / sound.sum())
+    return deviation / max(spread, measure.floor)
 
 
 def reasons_of(found, k):
@@ -132,16 +135,15 @@ def judge(measures, transfers=None):
     """For each InputMeasures the Reasons that speak against it, the weightiest first, and the scores of all by measure.
     `transfers` are the TransferCurves of the same scans, where there are any.
 
-    Outliers widen the spread by which they are judged, so the cohort is judged again without them until nothing
-    changes, as long as the sound ones are more than half. A cohort of fewer than FEWEST scans has no outliers, and no
-    scores.
+    Outliers widen the spread by which they are judged, so the cohort is judged again without them until no more are
+    found, as long as those left are more than half. A cohort of fewer than FEWEST scans has no outliers, and no scores.
     """
     reasons, found = [[] for _ in measures], {}
-    sound = numpy.full(len(measures), True)
-    while len(measures) >= FEWEST and 2 * sound.sum() > len(measures):
+    sound = numpy.full(len(measures), len(measures) >= FEWEST)
+    while 2 * sound.sum() > len(measures):
         found = {name: scores(values, sound, MEASURES[name]) for name, values in table(measures, transfers, sound).items()}
         reasons = [reasons_of(found, k) for k in range(len(measures))]
-        still = numpy.array([not why for why in reasons])
+        still = sound & [not why for why in reasons]
         if (still == sound).all():
             break
         sound = still
