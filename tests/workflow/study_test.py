@@ -109,7 +109,7 @@ class Study(unittest.TestCase):
         self.assertEqual(made, {file: file.stat().st_mtime_ns for file in made})
         self.study(0, "ds", "out", "--bins", "32", "--target", "out/group_target.hist", "--session", "a")
         self.assertNotIn("out of date", self.said)
-        shutil.rmtree("ds/sub-4")
+        Path("ds/sub-4/anat/sub-4_T1w.nii.gz").unlink()
         shutil.rmtree("ds/sub-3")
         self.study(0, "ds", "out", "--bins", "32", "--participant-label", "sub-2")
         self.assertIn("out of date: sub-3/anat/sub-3_desc-tonalign_T1w.nii.gz: its scan is no longer in the input", self.said)
@@ -118,6 +118,26 @@ class Study(unittest.TestCase):
         self.assertEqual(len([*Path("out").rglob("*.nii.gz")]), 4)
         self.assertFalse(Path("out/sub-3").exists())
         self.assertIn("removed: sub-3", self.said)
+        self.target_is_a_scan()
+        # Nothing is left to make a target of: results that stand pass for nothing, but are not in the way.
+        for scan in Path("ds").rglob("*_T1w.nii.gz"):
+            scan.write_bytes(b"no scan")
+        self.study(1, "ds", "out", "--bins", "32", "--clean", "--participant-label", "2")
+        self.assertIn("0 of 2 scans came through", self.said)
+        self.assertEqual(len([*Path("out").rglob("*.nii.gz")]), 4)
+
+    def target_is_a_scan(self):
+        """Its own mask goes with it."""
+        shutil.copytree("ds/derivatives/other", "masks")
+        scan, target = (f"ds/sub-2/anat/sub-2_run-{run}_T1w.nii.gz" for run in (1, 2))
+        self.study(0, "ds", "out2", "--masks", "masks", "--target", target, "--participant-label", "2", "--bins", "40")
+        mask = "masks/sub-2/anat/sub-2_desc-brain_mask.nii.gz"
+        subprocess.run([NIFTI, "match", "-q", "--mask", mask, "--target-mask", mask, "--clip", "99.9", "--bins", "40",
+                        scan, target, "by-hand.nii"], check=True)
+        result = values_of("out2/sub-2/anat/sub-2_run-1_desc-tonalign_T1w.nii.gz")
+        self.assertEqual(result.tobytes(), values_of("by-hand.nii").tobytes())
+        self.study(2, "ds", "out2", "--target", "ds/sub-4/anat/sub-4_T2w.nii.gz")
+        self.assertIn("no mask found beside it", self.said)
 
     def test_folders_and_lists_of_any_names_and_formats(self):
         for seed, name in enumerate(HOSTILE):

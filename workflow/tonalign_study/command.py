@@ -18,8 +18,8 @@ from pathlib import Path
 from tonalign_report.texts import for_stream
 
 from . import bids, records
-from .inputs import find_scans, select
-from .records import FOLDER, is_done, job_file, job_name, out_of_date, read_json, remove, write_failure, write_jobs
+from .inputs import find_scans, mask_of_target, select
+from .records import FOLDER, GROUP_TARGET, digest, job_file, job_name, matched_to, read_json, write_failure
 
 PROGRAM, VERSION = "tonalign-study", "0.1.0"
 HERE = Path(__file__).resolve().parent
@@ -77,8 +77,10 @@ def parse_arguments(arguments):
     options.snakemake = arguments[split + 1 :]
     for labels, prefix in ((options.participant_label, "sub-"), (options.session, "ses-")):
         labels[:] = [label.removeprefix(prefix) for label in labels]
-    if options.masks not in (None, "none") and not os.path.isdir(options.masks):
-        parser.error(f"--masks {options.masks}: there is no such folder")
+    if options.masks not in (None, "none"):
+        if not os.path.isdir(options.masks):
+            parser.error(f"--masks {options.masks}: there is no such folder")
+        options.masks = os.path.abspath(options.masks)
     if options.target and not os.path.isfile(options.target):
         parser.error(f"--target {options.target}: there is no such file")
     if not 0 < options.clip <= 100 or not 0 <= options.sigma < float("inf") or options.bins < 2:
@@ -87,12 +89,14 @@ def parse_arguments(arguments):
     return options
 
 
-def settings_of(options):
-    absolute = lambda name: os.path.abspath(name) if name else None
-    dataset = absolute(options.input) if bids.is_dataset(options.input) else None
+def settings_of(options, scans):
+    target = os.path.abspath(options.target) if options.target else None
+    is_scan = target and not target.endswith(".hist")
     return {
-        "bins": options.bins, "sigma": options.sigma, "clip": options.clip, "target": absolute(options.target),
-        "all_in_target": options.all_in_target, "dataset": dataset, "nifti": program("tonalign-nifti"),
+        "bins": options.bins, "sigma": options.sigma, "clip": options.clip, "target": target,
+        "target_mask": mask_of_target(target, scans) if is_scan else None, "all_in_target": options.all_in_target,
+        "dataset": os.path.abspath(options.input) if bids.is_dataset(options.input) else None,
+        "nifti": program("tonalign-nifti"),
     }
 
 
@@ -121,6 +125,10 @@ def count(number, what):
     return f"{number} {what}" + ("" if number == 1 else "s")
 
 
+def size(count):
+    return f"{count / 1e9:.1f} GB" if count >= 1e9 else f"{count / 1e6:.0f} MB"
+
+
 def first_seconds(scans, settings):
     """What the first scan that can be matched takes, from a trial with itself as the target; None without one."""
     for scan in filter(lambda scan: not scan.fault, scans[:5]):
@@ -142,13 +150,13 @@ def tell_plan(scans, settings, options):
     for scan in scans:
         if scan.fault:
             say(f"  {scan.key}: {scan.fault}")
-    pending = [scan for scan in scans if not is_done(scan, settings)]
+    pending = [scan for scan in scans if not records.is_done(scan, settings)]
     voxels = sum(scan.voxels for scan in pending)
     free = shutil.disk_usage(".").free
     most = max((scan.voxels for scan in scans), default=0)
     memory = records.PROGRAM_MEGABYTES + most * records.BYTES_PER_VOXEL // 2**20
     say(f"{count(len(pending), 'scan')} new or changed; at a time {min(options.jobs, len(scans))}, {memory} MB each")
-    say(f"{options.output}: at most {4 * voxels / 1e9:.2f} GB of results; {free / 1e9:.0f} GB are free")
+    say(f"{options.output}: at most {size(4 * voxels)} of results; {size(free)} are free")
     seconds = first_seconds(pending, settings)
     if seconds is not None:
         total = seconds * -(-len(pending) // options.jobs)
@@ -210,24 +218,24 @@ def write_page(scans, options):
     return PAGE
 
 
-def failure_of(scan):
-    """Why a scan did not come through, or None. One whose job left no log gets one, for the page."""
+def failure_of(scan, target):
+    """Why a scan has not come through to the target of this digest, or None. Its log tells the page the same."""
     job = job_name(scan.key)
-    if job_file("done", job).exists():
+    if target and job_file("done", job).exists() and matched_to(scan) == target:
         return None
     for file, name in ((scan.log, "failure"), (job_file("screen", job), "refused")):
         with contextlib.suppress(OSError, ValueError, KeyError):
             failure = read_json(file)[name]
             break
     else:
-        failure = f"its job did not end by itself; {FOLDER}/snakemake.log tells more"
-    if not os.path.exists(scan.log):
-        write_failure(scan, "", failure)
+        untold = f"its job did not end by itself; {FOLDER}/snakemake.log tells more"
+        failure = untold if target else "there is no target, for no scan is sound"
+    write_failure(scan, "", failure)
     return failure
 
 
 def tell_left_out(options, failed):
-    if options.target or not os.path.exists("group_target.json"):
+    if options.target or not os.path.exists(GROUP_TARGET):
         return
     for key, reasons in read_json("group_target.json")["LeftOut"].items():
         if key not in failed:
@@ -235,21 +243,22 @@ def tell_left_out(options, failed):
 
 
 def tell_out_of_date(present, target, clean):
-    for scan, reason in out_of_date(present, target):
+    for scan, reason in records.out_of_date(present, target):
         if clean:
-            remove(scan)
+            records.remove(scan)
         say(f"{'removed' if clean else 'out of date'}: {scan.output}: {reason}")
 
 
 def tell_end(scans, present, status, settings, options):
     """Who failed, and where the page is. Gives back the exit status."""
-    failures = {scan.key: failure_of(scan) for scan in scans}
+    target = digest(settings["target"] or GROUP_TARGET)
+    failures = {scan.key: failure_of(scan, target) for scan in scans}
     failed = {key: reason for key, reason in failures.items() if reason}
     if status != 0 and not failed:
         raise Trouble(f"the workflow failed; {options.output}/{FOLDER}/snakemake.log tells why")
     page = write_page(scans, options)
     tell_left_out(options, failed)
-    tell_out_of_date(present, settings["target"] or "group_target.hist", options.clean)
+    tell_out_of_date(present, target, options.clean)
     for key, reason in failed.items():
         say(f"failed: {key}: {reason}")
     say(f"{len(scans) - len(failed)} of {count(len(scans), 'scan')} came through" +
@@ -261,11 +270,11 @@ def study(options):
     output = os.path.realpath(options.output)
     scans = find_scans(options, output)
     present = {scan.key for scan in scans}
+    settings = settings_of(options, scans)
     if options.participant_label or options.session:
         scans = select(scans, options)
     for scan in scans:
         scan.voxels = records.voxels_of(scan)
-    settings = settings_of(options)
     if options.dry_run:
         place = output
         while not os.path.isdir(place):
@@ -278,7 +287,7 @@ def study(options):
         tell_plan(scans, settings, options)
         if settings["dataset"]:
             bids.describe_dataset(".", settings["dataset"], options.suffix, VERSION)
-        write_jobs(scans, settings)
+        records.write_jobs(scans, settings)
         status = run_workflow(options, lock)
         return tell_end(scans, present, status, settings, options)
 

@@ -143,6 +143,20 @@ def scans_of_list(file, masks):
     return scans
 
 
+def mask_of_target(target, scans):
+    """The mask of a target that is a scan: its own as one of the scans, or one beside it; None where the scans have none.
+
+    Raises ValueError where the scans have masks and it has none: its foreground would be another one than theirs.
+    """
+    if not any(scan.mask for scan in scans):
+        return None
+    found = next((scan for scan in scans if os.path.realpath(scan.file) == os.path.realpath(target)), None)
+    mask = (found or plain_scan("", target, None)).mask
+    if not mask:
+        raise ValueError(f"--target {target}: no mask found beside it, while scans have one; --masks none does without any")
+    return mask
+
+
 def select(scans, options):
     """The scans of some participants and sessions of a dataset."""
     chosen = []

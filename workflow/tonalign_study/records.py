@@ -16,6 +16,7 @@ from .bids import write_json
 from .inputs import Scan
 
 FOLDER = ".study"
+GROUP_TARGET = "group_target.hist"
 SETTINGS = Path(FOLDER, "settings.json")
 BYTES_PER_VOXEL = 24  # what matching takes at its peak: the volume as nibabel hands it out, mask, codes and result
 PROGRAM_MEGABYTES = 250
@@ -65,6 +66,13 @@ def write_failure(scan, target, reason):
     write_json(scan.log, log | {"failure": reason})
 
 
+def failed(scan):
+    try:
+        return "failure" in read_json(scan.log)
+    except (OSError, ValueError):
+        return False
+
+
 def voxels_of(scan):
     """As its header promises, 0 if that cannot be read."""
     import nibabel
@@ -76,8 +84,13 @@ def voxels_of(scan):
     return math.prod(map(int, shape))
 
 
+def with_signatures(settings):
+    return settings | {"signatures": [signature(settings["target"]), signature(settings["target_mask"])]}
+
+
 def write_jobs(scans, settings):
-    """Writes what the workflow runs on, and forgets about scans whose results somebody has removed."""
+    """Writes what the workflow runs on. Forgets about scans whose results somebody has removed, and why others failed:
+    they are tried again."""
     names = []
     for scan in scans:
         job = job_name(scan.key)
@@ -89,7 +102,9 @@ def write_jobs(scans, settings):
         write_if_changed(job_file("scans", job), content)
         if not all(os.path.isfile(name) for name in (*scan.outputs(), scan.log)):
             job_file("done", job).unlink(missing_ok=True)
-    write_if_changed(SETTINGS, settings | {"signature": signature(settings["target"])})
+        if failed(scan):
+            Path(scan.log).unlink()
+    write_if_changed(SETTINGS, with_signatures(settings))
     write_if_changed(Path(FOLDER, "jobs.json"), names)
 
 
@@ -97,7 +112,7 @@ def is_done(scan, settings):
     """Whether nothing has changed since a scan was matched, but for the other scans."""
     job = job_name(scan.key)
     try:
-        if read_json(SETTINGS) != settings | {"signature": signature(settings["target"])}:
+        if read_json(SETTINGS) != with_signatures(settings):
             return False
         known = read_json(job_file("scans", job))["signature"] == [signature(scan.file), signature(scan.mask)]
         return known and job_file("done", job).exists() and all(map(os.path.isfile, scan.outputs()))
@@ -113,8 +128,8 @@ def digest(file):
 
 
 def out_of_date(present, target):
-    """Results in this folder that are not those of the scans with the present keys, matched to the target: pairs of a
-    Scan and the reason."""
+    """Results in this folder that are not those of the scans with the present keys, matched to the target of a digest
+    (if there is one): pairs of a Scan and the reason."""
     found = []
     for file in sorted(Path(FOLDER, "scans").glob("*.json")):
         content = read_json(file)
@@ -123,7 +138,7 @@ def out_of_date(present, target):
             continue
         if scan.key not in present:
             found.append((scan, "its scan is no longer in the input"))
-        elif digest(target) != matched_to(scan):
+        elif target and target != matched_to(scan):
             found.append((scan, "it was matched to an older target"))
     return found
 
@@ -140,6 +155,10 @@ def remove(scan):
     job = job_name(scan.key)
     for name in (*scan.outputs(), scan.sidecar, scan.log, *(job_file(kind, job) for kind in ("scans", "screen", "done"))):
         Path(name).unlink(missing_ok=True)
+    remove_empty_folders(scan)
+
+
+def remove_empty_folders(scan):
     for folder in Path(scan.output).parents:
         try:
             folder.rmdir()

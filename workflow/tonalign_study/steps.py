@@ -22,9 +22,7 @@ from tonalign_report.outliers import judge
 
 from .bids import write_json
 from .inputs import Scan
-from .records import FOLDER, SETTINGS, digest, job_file, read_json, write_failure
-
-GROUP_TARGET = "group_target.hist"
+from .records import FOLDER, GROUP_TARGET, SETTINGS, digest, job_file, read_json, remove_empty_folders, write_failure
 
 
 def load_job(job):
@@ -58,8 +56,8 @@ def screened(scan, settings):
 
 
 def reason_of(text, scan):
-    """Without the program and the scan, which whoever shows it names anyway."""
-    return text.strip().removeprefix("tonalign-nifti: ").removeprefix(f"{scan.file}: ")
+    """Without the program and the scan, which whoever shows it names anyway, and without an option that a study lacks."""
+    return text.strip().removeprefix("tonalign-nifti: ").removeprefix(f"{scan.file}: ").removesuffix("; choose one with --volume")
 
 
 def screen(job):
@@ -107,6 +105,7 @@ def match_command(scan, settings, target_file, log):
     command += ["--mask", scan.mask] if scan.mask else []
     if not target_file.endswith(".hist"):
         command += ["--bins", str(settings["bins"]), "--sigma", str(settings["sigma"])]
+        command += ["--target-mask", settings["target_mask"]] if settings["target_mask"] else []
     return [*command, "--", scan.file, target_file, scan.output]
 
 
@@ -123,6 +122,7 @@ def match(job):
         if run.returncode != 0:
             failure = reason_of(os.fsdecode(run.stderr), scan) or f"tonalign-nifti ended with status {run.returncode}"
     if failure:
+        remove_empty_folders(scan)
         write_failure(scan, target_file, failure)
         sys.exit(failure)
     describe(scan, settings, target_file)
@@ -146,8 +146,9 @@ def describe(scan, settings, target_file):
             "Description": "Scan whose foreground has been given the histogram of a target exactly",
             "Sources": [source_of(scan.file, settings)],
             "SkullStripped": bool(scan.mask),
-            "Mask": source_of(scan.mask, settings) if scan.mask else None,
+            "Mask": source_of(scan.mask, settings),
             "Target": target_file,
+            "TargetMask": source_of(settings["target_mask"], settings),
             "TargetSHA256": log["target_sha256"],
             "InTarget": not log.get("excluded_from_target", True),
             "Bins": log["bins"],
@@ -163,7 +164,7 @@ def describe(scan, settings, target_file):
 def source_of(file, settings):
     """A file as a result names it: by its place in the dataset, if it lies there."""
     dataset = settings["dataset"]
-    if dataset and os.path.commonpath([dataset, file]) == dataset:
+    if file and dataset and os.path.commonpath([dataset, file]) == dataset:
         return f"bids:source:{os.path.relpath(file, dataset)}"
     return file
 
