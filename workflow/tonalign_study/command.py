@@ -85,6 +85,9 @@ def parse_arguments(arguments):
         parser.error(f"--target {options.target}: there is no such file")
     if not 0 < options.clip <= 100 or not 0 <= options.sigma < float("inf") or options.bins < 2:
         parser.error("--clip takes a percentile, --sigma a number from 0, --bins 2 or more")
+    options.title = os.path.basename(os.path.abspath(options.input))
+    if bids.is_dataset(options.input):
+        options.title += f": {options.suffix}"
     options.jobs = options.jobs or (100 if options.slurm else len(os.sched_getaffinity(0)))
     return options
 
@@ -210,8 +213,7 @@ def write_page(scans, options):
     logs = [scan.log for scan in scans if os.path.exists(scan.log)]
     if not logs:
         return None
-    title = f"{os.path.basename(os.path.abspath(options.input))}: {options.suffix}"
-    command = [program("tonalign-report"), "-o", PAGE, "--title", title, "--", *logs]
+    command = [program("tonalign-report"), "-o", PAGE, "--title", options.title, "--", *logs]
     run = subprocess.run(command, stderr=subprocess.PIPE, check=False)
     if run.returncode > 1:
         raise Trouble(os.fsdecode(run.stderr).strip())
