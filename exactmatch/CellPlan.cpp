@@ -128,18 +128,13 @@ void CellPlan::countRow(const Division& division, int z, int y, Row& row, std::u
 {
     const std::uint32_t parts = division.partCount();
     row.sums->findParts(division.level, z, y, division.parts, row.parts.data());
-    // Listed first, without a branch: which voxels are divided cannot be predicted.
-    std::uint32_t listed = 0;
-    std::uint32_t* const list = row.list.data();
-    const std::uint32_t* const verdicts = row.verdicts.data();
+    const std::uint32_t* const verdict = row.verdicts.data();
     const std::uint32_t* const part = row.parts.data();
-    for (std::size_t x = 0; x < row.verdicts.size(); ++x) {
-        const std::uint32_t verdict = verdicts[x];
-        list[listed] = (verdict ^ divided) * parts + part[x];
-        listed += (verdict & divided) != 0 ? 1 : 0;
-    }
-    for (std::uint32_t k = 0; k < listed; ++k) {
-        ++counts[list[k]];
+    const auto places = list_where(
+        row.verdicts.size(), row.list, [=](std::size_t x) { return (verdict[x] & divided) != 0; },
+        [=](std::size_t x) { return (verdict[x] ^ divided) * parts + part[x]; });
+    for (const std::uint32_t place : places) {
+        ++counts[place];
     }
 }
 

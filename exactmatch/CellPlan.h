@@ -6,6 +6,7 @@
 #include "exactmatch/MatchingLimits.h"
 #include "exactmatch/ShellSums.h"
 #include "exactmatch/TargetRanges.h"
+#include "exactmatch/list_where.h"
 
 #include <cstdint>
 #include <memory>
@@ -51,16 +52,8 @@ public:
         /// The voxels that are open.
         std::span<const std::uint32_t> listOpen()
         {
-            // Without a branch: which ones are open cannot be predicted.
-            std::uint32_t listed = 0;
             const std::uint32_t* const verdict = verdicts.data();
-            std::uint32_t* const xs = list.data();
-            const auto nx = static_cast<std::uint32_t>(verdicts.size());
-            for (std::uint32_t x = 0; x < nx; ++x) {
-                xs[listed] = x;
-                listed += verdict[x] >> 31;
-            }
-            return {xs, listed};
+            return list_where(verdicts.size(), list, [=](std::size_t x) { return (verdict[x] & open) != 0; });
         }
 
         Cells::Row cells;

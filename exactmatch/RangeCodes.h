@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <new>
 
 namespace tonalign {
 
@@ -16,14 +15,7 @@ class RangeCodes
 {
 public:
     RangeCodes() = default;
-    RangeCodes(std::int64_t voxels, std::uint32_t largest)
-        : m_bytes(largest <= 0xFF ? 1 : (largest <= 0xFFFF ? 2 : 4)),
-          m_codes(std::calloc(static_cast<std::size_t>(voxels), m_bytes))
-    {
-        if (m_codes == nullptr) {
-            throw std::bad_alloc();
-        }
-    }
+    RangeCodes(std::int64_t voxels, std::uint32_t largest);
 
     bool areAbsent() const { return m_codes == nullptr; }
 

@@ -143,7 +143,7 @@ private:
                 const Position next_row = row->position - row->position % nx + nx;
                 const auto end =
                     std::find_if(row, entries.end(), [=](const auto& e) { return e.position >= next_row; });
-                if (end - row >= m_view.nx / 4) {
+                if (end - row >= m_view.nx / 8) {
                     packEach(level, deepest, std::span(few, row));
                     packRow(level, deepest, std::span(row, end));
                     few = end;

@@ -4,6 +4,7 @@
 
 #include "exactmatch/RankSelection.h"
 #include "exactmatch/filter_bank.h"
+#include "exactmatch/list_where.h"
 #include "volume/Team.h"
 
 #include <omp.h>
@@ -187,29 +188,23 @@ private:
         in_parallel(slabs, [&](Team& team) {
             Cells::Row row(m_view.nx);
             std::vector<std::uint32_t> numbers(static_cast<std::size_t>(m_view.nx));
+            std::vector<std::uint32_t> list(numbers.size() + 1);
             team.share([&](std::int64_t s) {
                 for (auto z = static_cast<int>(m_view.nz * s / slabs); z < m_view.nz * (s + 1) / slabs; ++z) {
                     for (int y = 0; y < m_view.ny; ++y) {
                         m_cells.lookAtBins(z, y, m_number, m_number_of_level, row, numbers);
-                        takeRow(z, y, numbers, next[static_cast<std::size_t>(s)], take);
+                        const Position first = (static_cast<Position>(z) * static_cast<Position>(m_view.ny) +
+                                                static_cast<Position>(y)) *
+                                               static_cast<Position>(m_view.nx);
+                        const auto ours = [&](std::size_t x) { return numbers[x] != other; };
+                        for (const std::uint32_t x : list_where(numbers.size(), list, ours)) {
+                            take(next[static_cast<std::size_t>(s)][numbers[x]],
+                                 first + static_cast<Position>(x));
+                        }
                     }
                 }
             });
         });
-    }
-
-    template <typename Take>
-    void takeRow(int z, int y, const std::vector<std::uint32_t>& numbers, std::vector<std::int64_t>& next,
-                 Take take) const
-    {
-        const auto first =
-            (static_cast<Position>(z) * static_cast<Position>(m_view.ny) + static_cast<Position>(y)) *
-            static_cast<Position>(m_view.nx);
-        for (std::size_t x = 0; x < numbers.size(); ++x) {
-            if (numbers[x] != other) {
-                take(next[numbers[x]], first + static_cast<Position>(x));
-            }
-        }
     }
 
     const VolumeView& m_view;
