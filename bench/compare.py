@@ -30,7 +30,7 @@ import time
 HERE = pathlib.Path(__file__).resolve().parent
 PYTHON = "/usr/bin/python3"  # Debian's own: the one that the Python packages are installed for
 MEGABYTE = 1_000_000
-HARD = ("regions", "plateau", "specks", "checkerboard", "blocks", "two-levels", "jitter", "ramp")
+HARD = ("regions", "plateau", "specks", "checkerboard", "blocks", "two-levels", "jitter", "noise", "ramp")
 BINS = "256"
 
 

@@ -54,6 +54,14 @@ def jitter(voxels):
     return numpy.where(random.random(voxels.shape) < 0.7, -3.3, noisy).astype("f4")
 
 
+def noise(voxels):
+    """Smoothed, in floats, with noise that goes below the background of 0."""
+    from scipy.ndimage import gaussian_filter
+
+    noisy = gaussian_filter(voxels.astype(float), 1) + numpy.random.default_rng(6).normal(0, 2, voxels.shape)
+    return numpy.where(voxels == 0, 0, noisy).astype("f4")
+
+
 def sums(voxels):
     return numpy.indices(voxels.shape).sum(0)
 
@@ -71,6 +79,7 @@ KINDS = {
     "blocks": lambda voxels: (sums(voxels) // 20 * 37 % 251).astype("u1"),
     "two-levels": lambda voxels: numpy.random.default_rng(4).choice([50, 200], voxels.shape).astype("u1"),
     "jitter": jitter,
+    "noise": noise,
     "ramp": lambda voxels: numpy.arange(voxels.size, dtype="i4").reshape(voxels.shape, order="F"),
     "slice": lambda _: numpy.random.default_rng(5).integers(0, 256, (2000, 2000, 1)).astype("u1"),
     "cube": lambda _: numpy.random.default_rng(5).integers(0, 256, (160, 160, 156)).astype("u1"),

@@ -2,6 +2,7 @@
 // Ranks the voxels of whole bins, then arranges the ranks.
 #include "exactmatch/TiedBins.h"
 
+#include "exactmatch/FlatVoxels.h"
 #include "exactmatch/RankSelection.h"
 #include "exactmatch/filter_bank.h"
 #include "exactmatch/list_where.h"
@@ -54,18 +55,26 @@ class Arrangement
 public:
     using Entry = VoxelEntry<Position>;
 
+    /// The positions, in raster order, outlive this object.
     Arrangement(const TargetRanges& target, std::int64_t first_column, std::span<const Position> positions)
-        : m_target(target), m_first_column(first_column)
+        : m_target(target), m_first_column(first_column), m_positions(positions)
     {
         m_entries.reserve(positions.size());
-        for (Position column = 0; const Position position : positions) {
-            m_entries.push_back({0, position, column++});
-        }
     }
 
-    /// Sets the keys to all levels from `level` on that fit; gives back the deepest.
-    int setKeys(const ShellSums& sums, int level)
+    /// Sets the keys to all levels from `level` on that fit; gives back the deepest. One voxel stands for all
+    /// flat ones, which are equal.
+    int setKeys(const Intensities& volume, const ShellSums& sums, int level)
     {
+        m_flat = find_flat(volume, m_positions);
+        auto flat = m_flat.begin();
+        for (std::size_t column = 0; column < m_positions.size(); ++column) {
+            const bool is_flat = flat != m_flat.end() && *flat == column;
+            if (!is_flat || flat == m_flat.begin()) {
+                m_entries.push_back({0, m_positions[column], static_cast<Position>(m_entries.size())});
+            }
+            flat += is_flat ? 1 : 0;
+        }
         return sums.rows()->setKeys(level, std::span<Entry>(m_entries));
     }
 
@@ -78,15 +87,7 @@ public:
         replace_keys_by_ranks<Position>(sums, m_entries, level, limits, rank);
         std::vector<std::int64_t> tied;
         if (codes != nullptr) {
-            for (const std::int64_t end : m_target.endsIn(m_first_column, m_first_column + size() - 1)) {
-                const auto at_end = m_entries.begin() + (end - m_first_column);
-                if (at_end->key == at_end[1].key) {
-                    tied.push_back(end);
-                }
-            }
-            m_target.forEachCode(m_first_column, size(), [&](std::int64_t k, std::uint32_t code) {
-                codes->set(m_entries[static_cast<std::size_t>(k)].position, code);
-            });
+            tied = handOutCodes(*codes);
         }
         for (std::size_t k = 0; k < m_entries.size(); ++k) { // raster order again
             while (m_entries[k].column != k) {
@@ -94,6 +95,25 @@ public:
             }
         }
         return tied;
+    }
+
+    /// Puts all flat voxels into their places among the others in raster order.
+    void insertFlat()
+    {
+        if (m_flat.empty()) {
+            return;
+        }
+        const std::uint64_t key = m_entries[m_flat[0]].key;
+        std::size_t others = m_entries.size();
+        std::size_t flat = m_flat.size();
+        m_entries.resize(m_positions.size());
+        for (std::size_t column = m_positions.size(); flat > 1;) {
+            --column;
+            const bool is_flat = m_flat[flat - 1] == column;
+            flat -= is_flat ? 1 : 0;
+            others -= is_flat ? 0 : 1;
+            m_entries[column] = is_flat ? Entry{key, m_positions[column], 0} : m_entries[others];
+        }
     }
 
     /// Arranges the voxels around the tied ends, and corrects the codes of those that are equal to a voxel at
@@ -132,10 +152,40 @@ public:
     }
 
 private:
-    std::int64_t size() const { return static_cast<std::int64_t>(m_entries.size()); }
+    std::int64_t size() const { return std::ssize(m_positions); }
+
+    /// Of sorted voxels; gives back the tied ends.
+    std::vector<std::int64_t> handOutCodes(RangeCodes& codes) const
+    {
+        // The flat voxels follow the one that stands for them.
+        const std::int64_t more = m_flat.empty() ? 0 : std::ssize(m_flat) - 1;
+        const auto one = std::find_if(m_entries.begin(), m_entries.end(), [this](const Entry& e) {
+            return !m_flat.empty() && e.column == m_flat[0];
+        });
+        const std::int64_t first = one - m_entries.begin();
+        const auto entry_at = [&](std::int64_t k) -> const Entry& {
+            return m_entries[static_cast<std::size_t>(k - std::clamp<std::int64_t>(k - first, 0, more))];
+        };
+        std::vector<std::int64_t> tied;
+        for (const std::int64_t end : m_target.endsIn(m_first_column, m_first_column + size() - 1)) {
+            const std::int64_t k = end - m_first_column;
+            if (entry_at(k).key == entry_at(k + 1).key) {
+                tied.push_back(end);
+            }
+        }
+        m_target.forEachCode(m_first_column, size(), [&](std::int64_t k, std::uint32_t code) {
+            const bool is_flat = first < k && k <= first + more;
+            codes.set(is_flat ? m_positions[m_flat[static_cast<std::size_t>(k - first)]]
+                              : entry_at(k).position,
+                      code);
+        });
+        return tied;
+    }
 
     const TargetRanges& m_target;
     std::int64_t m_first_column;
+    std::span<const Position> m_positions;
+    std::vector<Position> m_flat; ///< columns of flat voxels
     std::vector<Entry> m_entries;
 };
 
@@ -229,13 +279,14 @@ void arrange_bins(const Intensities& volume, const Cells& cells, const ShellSums
     const auto arrange_bin = [&](std::size_t b) {
         const TiedBin& bin = bins[b];
         Arrangement<Position> arrangement(target, cells.firstColumn(bin.bin), positions.of(b));
-        const int level = arrangement.setKeys(sums, cells.isUniform(bin.bin) ? 1 : 0);
+        const int level = arrangement.setKeys(volume, sums, cells.isUniform(bin.bin) ? 1 : 0);
         std::vector<std::int64_t> tied = bin.tied_columns;
         if (!bin.settled) {
             tied = arrangement.rank(sums, level, limits, &codes);
         } else if (level + 1 < feature_levels) {
             arrangement.rank(sums, level, limits, nullptr);
         }
+        arrangement.insertFlat();
         arrangement.settle(tied, limits, codes);
     };
     in_parallel(std::ssize(bins), [&](Team& team) {
