@@ -14,7 +14,7 @@ int main(int argc, char** argv)
 
     const tonalign::RunParameters parameters = tonalign::parse_arguments(argc, argv);
     tonalign::require_usable_parameters(parameters);
-    tonalign::MatchingRun run(parameters);
+    tonalign::MatchingRun run(parameters, std::cout);
     tonalign::load_volumes(run);
     tonalign::calculate_initial_histograms(run);
 
