@@ -169,9 +169,12 @@ class Study(unittest.TestCase):
         with subprocess.Popen([STUDY, "scans", "out", "--jobs", "1"], stdout=subprocess.DEVNULL, start_new_session=True) as run:
             while not [*Path("out").glob("volumes/*")]:
                 time.sleep(0.05)
-            self.study(2, "scans", "out")
-            self.assertIn("another run is at work", self.said)
-            os.killpg(run.pid, signal.SIGKILL)
+            os.killpg(run.pid, signal.SIGSTOP)  # it must not end before the next one begins
+            try:
+                self.study(2, "scans", "out")
+                self.assertIn("another run is at work", self.said)
+            finally:
+                os.killpg(run.pid, signal.SIGKILL)
         before = len([*Path("out/.study/done").glob("*")])
         self.assertLess(before, 12)
         self.study(1, "scans", "out")
