@@ -3,6 +3,7 @@
 #include "exactmatch/FlatVoxels.h"
 
 #include "exactmatch/Shell.h"
+#include "exactmatch/filter_bank.h"
 #include "volume/wide.h"
 
 #include <algorithm>
@@ -11,8 +12,6 @@
 namespace tonalign {
 
 namespace {
-
-constexpr int reach = 2; ///< of the widest shell
 
 template <typename Element>
 [[gnu::always_inline]] inline void keep(const Element* __restrict row, int count, Element wanted,
@@ -54,6 +53,7 @@ public:
     FlatRows(const VolumeView& view, Element intensity)
         : m_view(view),
           m_intensity(intensity),
+          m_reach(Shell(feature_levels - 1, view).reach), // the widest
           m_alike(static_cast<std::size_t>(view.nx)),
           m_flat(static_cast<std::size_t>(view.nx))
     {
@@ -63,14 +63,14 @@ public:
     const std::vector<std::uint8_t>& mark(int z, int y)
     {
         std::fill(m_alike.begin(), m_alike.end(), std::uint8_t{1});
-        for (int dz = -reach; dz <= reach; ++dz) {
-            for (int dy = -reach; dy <= reach; ++dy) {
+        for (int dz = -m_reach; dz <= m_reach; ++dz) {
+            for (int dy = -m_reach; dy <= m_reach; ++dy) {
                 keepAlike(wrapped(z + dz, m_view.nz), wrapped(y + dy, m_view.ny));
             }
         }
         constexpr std::uint8_t marked = 1;
         m_flat = m_alike;
-        for (int dx = -reach; dx <= reach; ++dx) {
+        for (int dx = -m_reach; dx <= m_reach; ++dx) {
             const int begin = wrapped(dx, m_view.nx);
             keep_equal(m_alike.data() + begin, m_view.nx - begin, marked, m_flat.data());
             keep_equal(m_alike.data(), begin, marked, m_flat.data() + m_view.nx - begin);
@@ -96,6 +96,7 @@ private:
 
     const VolumeView& m_view;
     Element m_intensity;
+    int m_reach;
     std::vector<std::uint8_t> m_alike; ///< whether all rows around have the intensity at this x
     std::vector<std::uint8_t> m_flat;
 };

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""File names and descriptions of the Brain Imaging Data Structure (BIDS 1.8, https://bids-specification.readthedocs.io)."""
+"""File names and descriptions of the Brain Imaging Data Structure (BIDS 1.8, https://bids.neuroimaging.io)."""
 
 import dataclasses
 import json

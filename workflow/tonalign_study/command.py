@@ -128,8 +128,8 @@ def count(number, what):
     return f"{number} {what}" + ("" if number == 1 else "s")
 
 
-def size(count):
-    return f"{count / 1e9:.1f} GB" if count >= 1e9 else f"{count / 1e6:.0f} MB"
+def size(number):
+    return f"{number / 1e9:.1f} GB" if number >= 1e9 else f"{number / 1e6:.0f} MB"
 
 
 def first_seconds(scans, settings):
